@@ -1,0 +1,198 @@
+#include "kvcexecuter.h"
+
+#include <QDir>
+#include <QFileInfo>
+#include <QTextCodec>
+#include <QTextDecoder>
+
+namespace {
+
+QString nativePath(const QString &path)
+{
+    return QDir::toNativeSeparators(path);
+}
+
+// Removes blanks at both ends, then the last character: the comma after the
+// version and the closing parenthesis after the revision.
+QString trimmedWithoutLast(const QString &text)
+{
+    QString result = text.trimmed();
+    result.chop(1);
+    return result;
+}
+
+} // namespace
+
+KvcExecuter::KvcExecuter() = default;
+
+KvcExecuter::~KvcExecuter()
+{
+    if (!process)
+        return;
+    // Nobody listens any more; end the simulator rather than orphan it.
+    process->disconnect(this);
+    process->terminate();
+    if (!process->waitForFinished(2000)) {
+        process->kill();
+        process->waitForFinished(1000);
+    }
+    delete process;
+}
+
+QProcess *KvcExecuter::createProcess()
+{
+    auto *proc = new QProcess;
+    decoder.reset(QTextCodec::codecForName("UTF-8")->makeDecoder());
+    connect(proc, QOverload<int, QProcess::ExitStatus>::of(&QProcess::finished), this,
+            &KvcExecuter::procFinished);
+    // A start failure that shows only after start() returned would otherwise
+    // never end the operation: QProcess emits no finished() for it.
+    connect(proc, &QProcess::errorOccurred, this, [this, proc](QProcess::ProcessError error) {
+        if (error == QProcess::FailedToStart && proc == process)
+            finishAsyncOp(false, tr("The Kivo executable [%1] failed to start: %2")
+                                     .arg(nativePath(exePath), proc->errorString()));
+    });
+    proc->setProcessChannelMode(QProcess::MergedChannels);
+    return proc;
+}
+
+bool KvcExecuter::asyncInit(QString path)
+{
+    currentOp = InitOp;
+    if (!QFileInfo::exists(path)) {
+        finishAsyncOp(false,
+                      tr("The Kivo executable [%1] could not be found.").arg(nativePath(path)));
+        return false;
+    }
+    exePath = path;
+    process = createProcess();
+    // The output is read whole when the interrogation ends.
+    process->start(exePath, {QStringLiteral("-pversion")}, QIODevice::ReadOnly);
+    if (process)
+        process->waitForStarted();
+    if (process && process->state() != QProcess::NotRunning)
+        return true;
+    if (process)
+        finishAsyncOp(false, tr("The Kivo executable [%1] failed to start: %2")
+                                 .arg(nativePath(exePath), process->errorString()));
+    return false;
+}
+
+bool KvcExecuter::asyncRun(bool readOutput)
+{
+    currentOp = RunOp;
+    process = createProcess();
+    if (readOutput)
+        connect(process, &QProcess::readyReadStandardOutput, this, &KvcExecuter::logMsgAvailable);
+
+    QStringList arguments = options.toParamList(true);
+    arguments << modelFile;
+    process->start(exePath, arguments, QIODevice::ReadOnly);
+    if (process)
+        process->waitForStarted();
+    if (process && !readOutput) {
+        process->closeReadChannel(QProcess::StandardOutput);
+        process->closeReadChannel(QProcess::StandardError);
+        if (process->bytesAvailable() > 0)
+            logMsgAvailable();
+    }
+    if (!process || process->state() == QProcess::NotRunning) {
+        if (process)
+            finishAsyncOp(false, tr("The Kivo executable [%1] failed to start: %2")
+                                     .arg(nativePath(exePath), process->errorString()));
+        return false;
+    }
+    startTime = QDateTime::currentDateTime();
+    return true;
+}
+
+void KvcExecuter::stopReadingOutput()
+{
+    if (!process)
+        return;
+    process->closeReadChannel(QProcess::StandardOutput);
+    process->closeReadChannel(QProcess::StandardError);
+    if (process->bytesAvailable() > 0)
+        logMsgAvailable();
+}
+
+void KvcExecuter::kill()
+{
+    if (process)
+        process->kill();
+}
+
+void KvcExecuter::procFinished(int exitCode, QProcess::ExitStatus exitStatus)
+{
+    this->exitCode = exitCode;
+    if (exitStatus == QProcess::CrashExit) {
+        // The last lines before a crash are the ones a user needs most.
+        if (initialized && process->bytesAvailable() > 0)
+            logMsgAvailable();
+        finishAsyncOp(false,
+                      tr("The Kivo process finished unexpectedly: %1").arg(process->errorString()));
+    } else if (initialized) {
+        if (process->bytesAvailable() > 0)
+            logMsgAvailable();
+        finishAsyncOp(true, QString());
+    } else {
+        parseVersionOutput();
+    }
+}
+
+void KvcExecuter::logMsgAvailable()
+{
+    if (!process)
+        return;
+    const QByteArray bytes = process->readAllStandardOutput();
+    const QString text = decoder ? decoder->toUnicode(bytes) : QString::fromUtf8(bytes);
+    // Bytes of a character whose end has not arrived yet decode to nothing.
+    if (!text.isEmpty())
+        emit logMessage(-1, text);
+}
+
+void KvcExecuter::parseVersionOutput()
+{
+    infoLines = QString::fromUtf8(process->readAllStandardOutput()).split(QLatin1Char('\n'));
+    const QString first = infoLines.value(0);
+    if (!first.startsWith(QLatin1String("Kivo"))) {
+        finishAsyncOp(false, tr("Unexpected return string while initializing Kivo environment."));
+        return;
+    }
+    const int versionAt = first.indexOf(QLatin1String("Version:"));
+    const int revisionAt = first.indexOf(QLatin1String("Revision:"));
+    if (versionAt < 0 || revisionAt < 0) {
+        finishAsyncOp(false, tr("Unexpected version string while initializing Kivo environment."));
+        return;
+    }
+    const int versionStart = versionAt + 8;
+    versionString = trimmedWithoutLast(first.mid(versionStart, qMax(0, revisionAt - versionStart)));
+    revisionString = trimmedWithoutLast(first.mid(revisionAt + 9));
+
+    QString configDir = QFileInfo(exePath).path();
+    if (configDir.endsWith(QLatin1String("/debug")) || configDir.endsWith(QLatin1String("/release")))
+        configDir.chop(configDir.endsWith(QLatin1Char('g')) ? 6 : 8);
+    defConfigFile = configDir + QLatin1String("/config/defaultConfig.lua");
+
+    if (QFileInfo::exists(defConfigFile)) {
+        initialized = true;
+        finishAsyncOp(true, QString());
+    } else {
+        finishAsyncOp(false,
+                      tr("Error locating the default configuration file for the Kivo executable."));
+    }
+}
+
+void KvcExecuter::finishAsyncOp(bool ok, QString err)
+{
+    if (process) {
+        process->disconnect(this);
+        process->deleteLater();
+        process = nullptr;
+    }
+    const AsyncOpType op = currentOp;
+    emit asyncOpFinished(op, ok, err);
+    // A receiver may have started the next operation from within the signal.
+    if (currentOp == op && !process)
+        currentOp = NoOp;
+}
