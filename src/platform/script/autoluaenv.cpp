@@ -1,0 +1,7 @@
+#include "autoluaenv.h"
+
+AutoLuaEnv::AutoLuaEnv(int libraries)
+    : LuaEnv(libraries)
+{ }
+
+AutoLuaEnv::~AutoLuaEnv() = default;

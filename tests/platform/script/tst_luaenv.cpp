@@ -1,0 +1,286 @@
+#include "autoluaenv.h"
+#include "luatable.h"
+
+#include <QTemporaryDir>
+#include <QtTest>
+
+class LuaEnvTest : public QObject
+{
+    Q_OBJECT
+
+private:
+    QTemporaryDir dir;
+    int fileCount = 0;
+
+    QString writeScript(const QByteArray &text)
+    {
+        const QString name = dir.filePath(QStringLiteral("script%1.lua").arg(++fileCount));
+        QFile file(name);
+        if (!file.open(QIODevice::WriteOnly))
+            qFatal("cannot write %s", qPrintable(name));
+        file.write(text);
+        return name;
+    }
+
+private slots:
+    void initTestCase() { QVERIFY(dir.isValid()); }
+
+    void luaTableIsRegisteredUnderItsName()
+    {
+        QVERIFY(QMetaType::type("LuaTable") != QMetaType::UnknownType);
+        QCOMPARE(QMetaType::type("LuaTable"), qMetaTypeId<LuaTable>());
+        QVERIFY(LuaTable().isNull());
+        QVERIFY(!LuaTable::emptyTable().isNull());
+    }
+
+    void globals_data()
+    {
+        QTest::addColumn<QByteArray>("script");
+        QTest::addColumn<QVariant>("expected");
+
+        QTest::newRow("string") << QByteArray("g = 'localhost'") << QVariant(QString("localhost"));
+        QTest::newRow("utf-8 string")
+            << QByteArray("g = 'r\xc3\xa9seau'") << QVariant(QString::fromUtf8("r\xc3\xa9seau"));
+        QTest::newRow("integer") << QByteArray("g = 6174") << QVariant(qlonglong(6174));
+        QTest::newRow("float") << QByteArray("g = 2.5") << QVariant(2.5);
+        QTest::newRow("boolean") << QByteArray("g = true") << QVariant(true);
+        QTest::newRow("missing global is invalid") << QByteArray("x = 1") << QVariant();
+        QTest::newRow("function is invalid") << QByteArray("g = function() end") << QVariant();
+        QTest::newRow("integer from math")
+            << QByteArray("g = math.max(3, 7)") << QVariant(qlonglong(7));
+        QTest::newRow("pattern-free string functions")
+            << QByteArray("g = string.upper('ab') .. ('x'):rep(2)") << QVariant(QString("ABxx"));
+        QTest::newRow("table library")
+            << QByteArray("g = table.concat({'a', 'b'}, ',')") << QVariant(QString("a,b"));
+        QTest::newRow("shebang line skipped")
+            << QByteArray("#!/usr/bin/lua\ng = 1") << QVariant(qlonglong(1));
+    }
+
+    void globals()
+    {
+        QFETCH(QByteArray, script);
+        QFETCH(QVariant, expected);
+        AutoLuaEnv env(255);
+        QString error;
+        QVERIFY2(env.runScript(writeScript(script), QString(), error), qPrintable(error));
+        QCOMPARE(env.getGlobal("g", LuaEnv::PopFromStack), expected);
+        QCOMPARE(env.stackSize(), 0);
+    }
+
+    void tables_data()
+    {
+        QTest::addColumn<QByteArray>("script");
+        QTest::addColumn<QStringList>("strings");
+        QTest::addColumn<int>("count");
+
+        QTest::newRow("strings in order") << QByteArray("t = {'10.0.0.5', 'host.example', '::1'}")
+                                          << QStringList {"10.0.0.5", "host.example", "::1"} << 3;
+        QTest::newRow("numbers written, other values skipped")
+            << QByteArray("t = {'a', 5, true, {}, 2.5, 'b'}") << QStringList {"a", "5", "2.5", "b"}
+            << 6;
+        QTest::newRow("empty table is not null") << QByteArray("t = {}") << QStringList() << 0;
+        QTest::newRow("keyed entries are not listed")
+            << QByteArray("t = {'a', x = 'y', [10] = 'z'}") << QStringList {"a"} << 3;
+    }
+
+    void tables()
+    {
+        QFETCH(QByteArray, script);
+        QFETCH(QStringList, strings);
+        QFETCH(int, count);
+        AutoLuaEnv env(255);
+        QString error;
+        QVERIFY2(env.runScript(writeScript(script), QString(), error), qPrintable(error));
+        const QVariant value = env.getGlobal("t", LuaEnv::PopFromStack);
+        QVERIFY(value.canConvert<LuaTable>());
+        const LuaTable table = value.value<LuaTable>();
+        QVERIFY(!table.isNull());
+        QCOMPARE(table.toStringList(), strings);
+        QCOMPARE(table.count(), count);
+    }
+
+    void tableValuesAndNesting()
+    {
+        AutoLuaEnv env(255);
+        QString error;
+        QVERIFY2(env.runScript(writeScript("t = {'a', port = 7, sub = {1, 2}}"), QString(), error),
+            qPrintable(error));
+        const LuaTable table = env.getGlobal("t", LuaEnv::PopFromStack).value<LuaTable>();
+        QCOMPARE(table.value(1), QVariant(QString("a")));
+        QCOMPARE(table.value(QString("port")), QVariant(qlonglong(7)));
+        QVERIFY(!table.value(QString("none")).isValid());
+        const LuaTable sub = table.value(QString("sub")).value<LuaTable>();
+        QCOMPARE(sub.toStringList(), (QStringList {"1", "2"}));
+    }
+
+    void cyclicTableIsReadWithinBounds()
+    {
+        AutoLuaEnv env(255);
+        QString error;
+        QVERIFY(env.runScript(writeScript("t = {} t.a = t t.b = t t[1] = t"), QString(), error));
+        LuaTable table = env.getGlobal("t", LuaEnv::PopFromStack).value<LuaTable>();
+        QVERIFY(!table.isNull());
+        // The copy is cut off in depth (and in size) instead of following the cycle.
+        int depth = 0;
+        while (table.value(1).canConvert<LuaTable>()) {
+            table = table.value(1).value<LuaTable>();
+            ++depth;
+        }
+        QVERIFY(depth > 0);
+        QVERIFY(depth <= 32);
+    }
+
+    void stringIsNotATable()
+    {
+        AutoLuaEnv env(255);
+        QString error;
+        QVERIFY(env.runScript(writeScript("t = 'a string'"), QString(), error));
+        const QVariant value = env.getGlobal("t", LuaEnv::PopFromStack);
+        QVERIFY(!value.canConvert<LuaTable>());
+        QVERIFY(value.value<LuaTable>().isNull());
+    }
+
+    void argumentReachesTheScriptAsVararg()
+    {
+        const QString file = writeScript("a, b = ...");
+        QString error;
+        {
+            AutoLuaEnv env(255);
+            QVERIFY(env.runScript(file, QStringLiteral("hello"), error));
+            QCOMPARE(env.getGlobal("a", LuaEnv::PopFromStack), QVariant(QString("hello")));
+            QVERIFY(!env.getGlobal("b", LuaEnv::PopFromStack).isValid());
+        }
+        AutoLuaEnv env(255);
+        QVERIFY(env.runScript(file, QString(), error));
+        QVERIFY(!env.getGlobal("a", LuaEnv::PopFromStack).isValid());
+    }
+
+    void keepOnStackKeepsValuesUntilPopped()
+    {
+        AutoLuaEnv env(255);
+        QString error;
+        QVERIFY(env.runScript(writeScript("a = 1 b = 'x'"), QString(), error));
+        QCOMPARE(env.getGlobal("a", LuaEnv::KeepOnStack), QVariant(qlonglong(1)));
+        QCOMPARE(env.getGlobal("b", LuaEnv::KeepOnStack), QVariant(QString("x")));
+        QCOMPARE(env.stackSize(), 2);
+        env.popValues(5);
+        QCOMPARE(env.stackSize(), 0);
+        QCOMPARE(env.getGlobal("a", LuaEnv::PopFromStack), QVariant(qlonglong(1)));
+        QCOMPARE(env.stackSize(), 0);
+    }
+
+    void librariesFollowTheMask()
+    {
+        const QString file = writeScript("t = type(table) m = type(math) s = type(string)");
+        QString error;
+        AutoLuaEnv env(LuaEnv::BaseLibrary | LuaEnv::MathLibrary);
+        QVERIFY(env.runScript(file, QString(), error));
+        QCOMPARE(env.getGlobal("t", LuaEnv::PopFromStack), QVariant(QString("nil")));
+        QCOMPARE(env.getGlobal("m", LuaEnv::PopFromStack), QVariant(QString("table")));
+        QCOMPARE(env.getGlobal("s", LuaEnv::PopFromStack), QVariant(QString("nil")));
+    }
+
+    void globalsMetatableIsNotRun()
+    {
+        AutoLuaEnv env(255);
+        QString error;
+        QVERIFY(env.runScript(
+            writeScript("setmetatable(_G, {__index = function() while true do end end})"),
+            QString(), error));
+        QVERIFY(!env.getGlobal("missing", LuaEnv::PopFromStack).isValid());
+    }
+
+    void hostileScripts_data()
+    {
+        QTest::addColumn<QByteArray>("script");
+        QTest::addColumn<QString>("errorPart");
+
+        QTest::newRow("endless loop")
+            << QByteArray("while true do end") << "script ran longer than 1 s";
+        QTest::newRow("endless loop that catches errors")
+            << QByteArray("while true do pcall(function() while true do end end) end")
+            << "script ran longer than 1 s";
+        QTest::newRow("endless tail recursion")
+            << QByteArray("local function f() return f() end f()") << "script ran longer than 1 s";
+        QTest::newRow("memory bomb by doubling")
+            << QByteArray("local s = 'x' while true do s = s .. s end")
+            << "script exceeded 16 MiB of memory";
+        QTest::newRow("memory bomb by table")
+            << QByteArray("local t = {} local i = 0 while true do i = i + 1 t[i] = {i} end")
+            << "script exceeded 16 MiB of memory";
+        QTest::newRow("one huge allocation") << QByteArray("local s = string.rep('x', 1 << 30)")
+                                             << "script exceeded 16 MiB of memory";
+        QTest::newRow("os.execute")
+            << QByteArray("os.execute('touch /tmp/pwned')") << "global 'os'";
+        QTest::newRow("io.open") << QByteArray("io.open('/etc/passwd')") << "global 'io'";
+        QTest::newRow("require") << QByteArray("require('os')") << "global 'require'";
+        QTest::newRow("load") << QByteArray("load('\\27Lua')()") << "global 'load'";
+        QTest::newRow("dofile") << QByteArray("dofile('/etc/passwd')") << "global 'dofile'";
+        QTest::newRow("debug library") << QByteArray("debug.sethook()") << "global 'debug'";
+        QTest::newRow("string patterns") << QByteArray("string.find('a', 'a')") << "field 'find'";
+        QTest::newRow("string.dump") << QByteArray("string.dump(print)") << "field 'dump'";
+        QTest::newRow("binary chunk")
+            << QByteArray("\x1bLuaT\x00\x19\x93\r\n\x1a\n", 12) << "binary chunks are not accepted";
+        QTest::newRow("syntax error") << QByteArray("port = = 5") << "syntax error";
+        QTest::newRow("runtime error names the line")
+            << QByteArray("\n\nerror('boom')") << ":3: boom";
+        QTest::newRow("error value that is not text")
+            << QByteArray("error({})") << "not a text (a table value)";
+    }
+
+    void hostileScripts()
+    {
+        QFETCH(QByteArray, script);
+        QFETCH(QString, errorPart);
+        AutoLuaEnv env(255);
+        QString error;
+        QVERIFY(!env.runScript(writeScript(script), QString(), error));
+        QVERIFY2(error.contains(errorPart), qPrintable(error));
+
+        // The same environment stays usable after the failure.
+        QString again;
+        QVERIFY2(env.runScript(writeScript("ok = 1"), QString(), again), qPrintable(again));
+        QCOMPARE(env.getGlobal("ok", LuaEnv::PopFromStack), QVariant(qlonglong(1)));
+    }
+
+    void missingFileIsAnError()
+    {
+        AutoLuaEnv env(255);
+        QString error;
+        QVERIFY(!env.runScript(dir.filePath("nothing-here.txt"), QString(), error));
+        QVERIFY2(
+            error.contains("cannot open") && error.contains("nothing-here.txt"), qPrintable(error));
+    }
+
+    void refusedAllocationCanBeCaught()
+    {
+        AutoLuaEnv env(255);
+        QString error;
+        QVERIFY2(env.runScript(writeScript("ok = pcall(string.rep, 'x', 64 * 1024 * 1024)"),
+                     QString(), error),
+            qPrintable(error));
+        QCOMPARE(env.getGlobal("ok", LuaEnv::PopFromStack), QVariant(false));
+    }
+
+    void finalizersAreRefused()
+    {
+        // Lua runs finalizers without hooks: one that loops could not be stopped.
+        AutoLuaEnv env(255);
+        QString error;
+        QVERIFY(!env.runScript(
+            writeScript("setmetatable({}, {__gc = function() while true do end end}) done = 1"),
+            QString(), error));
+        QVERIFY2(error.contains("finalizers (__gc) are not allowed"), qPrintable(error));
+        QVERIFY(!env.getGlobal("done", LuaEnv::PopFromStack).isValid());
+        // Metatables without a finalizer still work.
+        QVERIFY2(
+            env.runScript(writeScript("t = setmetatable({}, {__index = function() return 4 end})"
+                                      " v = t.x"),
+                QString(), error),
+            qPrintable(error));
+        QCOMPARE(env.getGlobal("v", LuaEnv::PopFromStack), QVariant(qlonglong(4)));
+    }
+};
+
+QTEST_GUILESS_MAIN(LuaEnvTest)
+#include "tst_luaenv.moc"
