@@ -1,0 +1,152 @@
+#include "kvcoptions.h"
+#include "kvcoptionsdlg.h"
+#include "modalanswerer.h"
+
+#include <QCheckBox>
+#include <QLabel>
+#include <QLineEdit>
+#include <QPushButton>
+#include <QVBoxLayout>
+#include <QtTest>
+
+class KvcOptionsDlgTest : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void cleanup() { QCOMPARE(visibleTopLevelWidgets(), 0); }
+
+    void formSitsBetweenTheInfoAndTheButtons()
+    {
+        KvcOptions options;
+        KvcOptionsDlg dlg(&options, QString());
+        QCOMPARE(dlg.windowTitle(), QString("Run options"));
+        QVERIFY(!dlg.parentWidget());
+        auto *layout = dlg.findChild<QVBoxLayout *>("verticalLayout");
+        QVERIFY(layout);
+        QCOMPARE(layout->itemAt(0)->layout()->objectName(), QString("infoLayout"));
+        QCOMPARE(layout->itemAt(1)->widget()->objectName(), QString("KvcOptionsWidget"));
+        QVERIFY(layout->itemAt(2)->spacerItem());
+        QCOMPARE(layout->itemAt(3)->layout()->objectName(), QString("buttonLayout"));
+    }
+
+    void logoComesFromTheEmbeddedImage()
+    {
+        KvcOptions options;
+        KvcOptionsDlg dlg(&options, QString());
+        const QLabel *logo = dlg.findChild<QLabel *>("label_6");
+        const QPixmap pixmap = logo->pixmap(Qt::ReturnByValue);
+        QVERIFY(!pixmap.isNull());
+        QCOMPARE(pixmap.size(), QSize(128, 128));
+        QVERIFY(pixmap.hasAlphaChannel());
+        QVERIFY(logo->hasScaledContents());
+        QCOMPARE(logo->maximumSize(), QSize(100, 100));
+    }
+
+    void freshManagerRecordShowsThePreset()
+    {
+        KvcOptions options;
+        options.enableAutoMonitorOptions();
+        KvcOptionsDlg dlg(&options, QString());
+        QVERIFY(dlg.findChild<QCheckBox *>("autoMonitorChk")->isChecked());
+        QCOMPARE(dlg.findChild<QLineEdit *>("localPortLed")->text(), QString("6174"));
+        QVERIFY(!dlg.findChild<QLineEdit *>("localPortLed")->isEnabled());
+    }
+
+    void cancelLeavesTheRecordAsItWas()
+    {
+        KvcOptions options;
+        options.enableAutoMonitorOptions();
+        const QStringList before = options.toParamList(true);
+        KvcOptionsDlg dlg(&options, QString());
+        dlg.show();
+        dlg.findChild<QCheckBox *>("autoMonitorChk")->setChecked(false);
+        dlg.findChild<QLineEdit *>("localPortLed")->setText("7000");
+        dlg.findChild<QLineEdit *>("configFileLed")->setText("other.lua");
+        dlg.findChild<QPushButton *>("cancelBtn")->click();
+        QCOMPARE(dlg.result(), int(QDialog::Rejected));
+        QVERIFY(!dlg.isVisible());
+        QCOMPARE(options.toParamList(true), before);
+        QVERIFY(options.autoMonitor);
+    }
+
+    void invalidEntriesKeepTheDialogOpen_data()
+    {
+        QTest::addColumn<QString>("field");
+        QTest::addColumn<QString>("value");
+        QTest::addColumn<QStringList>("ticks");
+        QTest::addColumn<QString>("message");
+
+        QTest::newRow("port 0") << "localPortLed"
+                                << "0" << QStringList() << "Invalid local port value";
+        QTest::newRow("wait beyond the limit")
+            << "waitLed"
+            << "1000001" << QStringList() << "Invalid wait value";
+        QTest::newRow("monitor with local")
+            << "configFileLed"
+            << "c.lua" << QStringList {"monitorChk", "localChk"}
+            << "-monitor, -nomonitor and -local options can not be used together.\n\n";
+    }
+
+    void invalidEntriesKeepTheDialogOpen()
+    {
+        QFETCH(QString, field);
+        QFETCH(QString, value);
+        QFETCH(QStringList, ticks);
+        QFETCH(QString, message);
+
+        KvcOptions options;
+        KvcOptionsDlg dlg(&options, QString());
+        dlg.show();
+        dlg.findChild<QLineEdit *>(field)->setText(value);
+        for (const QString &name : ticks)
+            dlg.findChild<QCheckBox *>(name)->setChecked(true);
+
+        ModalAnswerer answerer;
+        answerer.queueAnswer(QMessageBox::Ok);
+        dlg.findChild<QPushButton *>("okBtn")->click();
+        QCOMPARE(answerer.count(), 1);
+        const SeenBox box = answerer.last();
+        QCOMPARE(box.icon, QMessageBox::Critical);
+        QCOMPARE(box.title, QString("Error..."));
+        QCOMPARE(box.text, message);
+        QCOMPARE(box.buttons, QMessageBox::StandardButtons(QMessageBox::Ok));
+        QVERIFY(!box.hasParent);
+
+        QVERIFY(dlg.isVisible());
+        QCOMPARE(dlg.findChild<QLineEdit *>(field)->text(), value);
+        QVERIFY(options.toParamList(true).isEmpty());
+        dlg.reject();
+    }
+
+    void okStoresValidEntries()
+    {
+        KvcOptions options;
+        options.enableAutoMonitorOptions();
+        KvcOptionsDlg dlg(&options, QString());
+        dlg.show();
+        dlg.findChild<QCheckBox *>("autoMonitorChk")->setChecked(false);
+        dlg.findChild<QCheckBox *>("localChk")->setChecked(false);
+        dlg.findChild<QCheckBox *>("monitorChk")->setChecked(true);
+        dlg.findChild<QLineEdit *>("userParamsLed")->setText(" n=4 ");
+        ModalAnswerer answerer;
+        dlg.findChild<QPushButton *>("okBtn")->click();
+        QCOMPARE(answerer.count(), 0);
+        QCOMPARE(dlg.result(), int(QDialog::Accepted));
+        QVERIFY(!dlg.isVisible());
+        QCOMPARE(options.toParamList(true),
+            (QStringList {"-u", "n=4", "-monitor", "-wait", "2000", "-noserver"}));
+        QVERIFY(!options.autoMonitor);
+    }
+
+    void escapeRejectsARunningDialog()
+    {
+        KvcOptions options;
+        KvcOptionsDlg dlg(&options, QString());
+        handleNextModal([](QWidget *w) { QTest::keyClick(w, Qt::Key_Escape); }, "KvcOptionsDlg");
+        QCOMPARE(dlg.exec(), int(QDialog::Rejected));
+    }
+};
+
+QTEST_MAIN(KvcOptionsDlgTest)
+#include "tst_kvcoptionsdlg.moc"

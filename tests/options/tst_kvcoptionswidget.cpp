@@ -1,0 +1,386 @@
+#include "kvcoptions.h"
+#include "kvcoptionswidget.h"
+#include "modalanswerer.h"
+
+#include <QCheckBox>
+#include <QDir>
+#include <QFileDialog>
+#include <QLineEdit>
+#include <QTemporaryDir>
+#include <QToolButton>
+#include <QtTest>
+
+#include <functional>
+
+using Setup = std::function<void(KvcOptions &)>;
+using Edit = std::function<void(QWidget &)>;
+Q_DECLARE_METATYPE(Setup)
+Q_DECLARE_METATYPE(Edit)
+
+namespace {
+
+// Every field, so that two records compare as a whole and a failure shows the difference.
+QString dump(const KvcOptions &o)
+{
+    return QStringList {o.configFile, o.userParams, o.logFile, o.logPath, o.inputPath, o.outputPath,
+               o.connectFile, QString::number(o.localPort), QString::number(o.wait),
+               QString::number(o.autoMonitor)}
+               .join('|')
+        + '|' + o.toParamList(true).join(' ');
+}
+
+const QStringList monitorFields {"monitorChk", "nomonitorChk", "localChk", "localPortLed",
+    "connectFileLed", "connectFileBrowseBtn", "waitLed", "serverChk", "noserverChk",
+    "noconsoleChk"};
+
+QLineEdit *led(QWidget &w, const char *name) { return w.findChild<QLineEdit *>(name); }
+QCheckBox *chk(QWidget &w, const char *name) { return w.findChild<QCheckBox *>(name); }
+
+} // namespace
+
+class KvcOptionsWidgetTest : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void cleanup() { QCOMPARE(visibleTopLevelWidgets(), 0); }
+
+    void defaultRecordShowsEmptyEditableForm()
+    {
+        KvcOptions options;
+        KvcOptionsWidget form(&options, QString());
+        for (QLineEdit *edit : form.findChildren<QLineEdit *>())
+            QVERIFY2(edit->text().isEmpty(), qPrintable(edit->objectName()));
+        for (QCheckBox *box : form.findChildren<QCheckBox *>())
+            QVERIFY2(!box->isChecked(), qPrintable(box->objectName()));
+        for (const QString &name : monitorFields)
+            QVERIFY2(form.findChild<QWidget *>(name)->isEnabled(), qPrintable(name));
+
+        QString msg = "untouched";
+        options.userParams = "changed behind the form's back";
+        QVERIFY(form.checkAndLoad(msg));
+        QCOMPARE(msg, QString("untouched"));
+        QCOMPARE(dump(options), dump(KvcOptions()));
+    }
+
+    void presetRecordShowsLockedMonitoringFields()
+    {
+        KvcOptions options;
+        options.enableAutoMonitorOptions();
+        options.quiet = true;
+        KvcOptionsWidget form(&options, QString());
+        QVERIFY(chk(form, "autoMonitorChk")->isChecked());
+        QVERIFY(chk(form, "localChk")->isChecked());
+        QVERIFY(chk(form, "noserverChk")->isChecked());
+        QVERIFY(chk(form, "quietChk")->isChecked());
+        QCOMPARE(led(form, "localPortLed")->text(), QString("6174"));
+        QCOMPARE(led(form, "waitLed")->text(), QString("2000"));
+        for (const QString &name : monitorFields)
+            QVERIFY2(!form.findChild<QWidget *>(name)->isEnabled(), qPrintable(name));
+        for (const char *name : {"autoMonitorChk", "quietChk", "regressionChk", "configFileLed",
+                 "logBrowseBtn", "label_7"})
+            QVERIFY2(form.findChild<QWidget *>(name)->isEnabled(), name);
+
+        KvcOptions before = options;
+        QString msg;
+        QVERIFY(form.checkAndLoad(msg));
+        QCOMPARE(dump(options), dump(before));
+    }
+
+    void recordsOwnMonitoringValuesUntilTheBoxIsTickedAgain()
+    {
+        KvcOptions options;
+        options.autoMonitor = true;
+        options.local = true;
+        options.localPort = 7000;
+        options.connectFile = "addr.txt";
+        KvcOptionsWidget form(&options, QString());
+        QCOMPARE(led(form, "localPortLed")->text(), QString("7000"));
+        QVERIFY(!led(form, "localPortLed")->isEnabled());
+
+        chk(form, "autoMonitorChk")->setChecked(false);
+        for (const QString &name : monitorFields)
+            QVERIFY2(form.findChild<QWidget *>(name)->isEnabled(), qPrintable(name));
+        QCOMPARE(led(form, "localPortLed")->text(), QString("7000"));
+
+        chk(form, "monitorChk")->setChecked(true);
+        chk(form, "serverChk")->setChecked(true);
+        chk(form, "noconsoleChk")->setChecked(true);
+        chk(form, "verboseChk")->setChecked(true);
+        chk(form, "autoMonitorChk")->setChecked(true);
+        QCOMPARE(led(form, "localPortLed")->text(), QString("6174"));
+        QCOMPARE(led(form, "waitLed")->text(), QString("2000"));
+        QVERIFY(led(form, "connectFileLed")->text().isEmpty());
+        QVERIFY(!chk(form, "monitorChk")->isChecked());
+        QVERIFY(!chk(form, "serverChk")->isChecked());
+        QVERIFY(!chk(form, "noconsoleChk")->isChecked());
+        QVERIFY(chk(form, "noserverChk")->isChecked());
+        QVERIFY(chk(form, "verboseChk")->isChecked()); // not a monitoring field
+
+        // Unticking keeps the preset, now editable.
+        chk(form, "autoMonitorChk")->setChecked(false);
+        QCOMPARE(led(form, "localPortLed")->text(), QString("6174"));
+        QVERIFY(led(form, "localPortLed")->isEnabled());
+    }
+
+    void validation_data()
+    {
+        QTest::addColumn<Edit>("edit");
+        QTest::addColumn<bool>("ok");
+        QTest::addColumn<QString>("message");
+        QTest::addColumn<int>("localPort");
+        QTest::addColumn<int>("wait");
+
+        auto text = [](const char *name, const char *value) {
+            return Edit([=](QWidget &w) { led(w, name)->setText(value); });
+        };
+        auto both = [](Edit a, Edit b) {
+            return Edit([=](QWidget &w) {
+                a(w);
+                b(w);
+            });
+        };
+        auto tick = [](const char *name) {
+            return Edit([=](QWidget &w) { chk(w, name)->setChecked(true); });
+        };
+
+        QTest::newRow("port 0 is refused")
+            << text("localPortLed", "0") << false << "Invalid local port value" << -1 << -1;
+        QTest::newRow("port 65536 is refused")
+            << text("localPortLed", "65536") << false << "Invalid local port value" << -1 << -1;
+        QTest::newRow("port that is not a number is refused")
+            << text("localPortLed", "61x") << false << "Invalid local port value" << -1 << -1;
+        QTest::newRow("port 1 is stored") << text("localPortLed", "1") << true << "" << 1 << -1;
+        QTest::newRow("port 65535 is stored")
+            << text("localPortLed", "65535") << true << "" << 65535 << -1;
+        QTest::newRow("blank port means not set")
+            << text("localPortLed", "   ") << true << "" << -1 << -1;
+        QTest::newRow("wait 0 is stored") << text("waitLed", "0") << true << "" << -1 << 0;
+        QTest::newRow("wait 1000000 is stored")
+            << text("waitLed", "1000000") << true << "" << -1 << 1000000;
+        QTest::newRow("wait 1000001 is refused")
+            << text("waitLed", "1000001") << false << "Invalid wait value" << -1 << -1;
+        QTest::newRow("negative wait is refused")
+            << text("waitLed", "-1") << false << "Invalid wait value" << -1 << -1;
+        QTest::newRow("port is checked before wait")
+            << both(text("localPortLed", "0"), text("waitLed", "-5")) << false
+            << "Invalid local port value" << -1 << -1;
+        QTest::newRow("numbers are checked before the rules")
+            << both(text("waitLed", "2000000"), both(tick("quietChk"), tick("verboseChk"))) << false
+            << "Invalid wait value" << -1 << -1;
+        QTest::newRow("quiet with verbose breaks the first rule")
+            << both(tick("quietChk"), tick("verboseChk")) << false
+            << "-quiet and -verbose options can not be used together." << -1 << -1;
+        QTest::newRow("first broken rule wins")
+            << both(both(tick("quietChk"), tick("timeChk")),
+                   both(tick("serverChk"), tick("noserverChk")))
+            << false
+            << "-memory, -noMemory, -time and -notime options can not be used together with "
+               "-verbose or -quiet."
+            << -1 << -1;
+        QTest::newRow("monitor with local: message ends in two line feeds")
+            << both(tick("monitorChk"), tick("localChk")) << false
+            << "-monitor, -nomonitor and -local options can not be used together.\n\n"
+            << -1 << -1;
+    }
+
+    void validation()
+    {
+        QFETCH(Edit, edit);
+        QFETCH(bool, ok);
+        QFETCH(QString, message);
+        QFETCH(int, localPort);
+        QFETCH(int, wait);
+
+        KvcOptions options;
+        options.userParams = "kept";
+        const KvcOptions before = options;
+        KvcOptionsWidget form(&options, QString());
+        edit(form);
+        QString msg = "previous";
+        QCOMPARE(form.checkAndLoad(msg), ok);
+        if (ok) {
+            QCOMPARE(msg, QString("previous"));
+            QCOMPARE(options.localPort, localPort);
+            QCOMPARE(options.wait, wait);
+        } else {
+            QCOMPARE(msg, message);
+            QCOMPARE(dump(options), dump(before));
+        }
+    }
+
+    void textsAreStoredTrimmed()
+    {
+        KvcOptions options;
+        KvcOptionsWidget form(&options, QString());
+        led(form, "configFileLed")->setText("  models/My Model/run.lua  ");
+        led(form, "userParamsLed")->setText(" a=1 ");
+        led(form, "connectFileLed")->setText("\taddr.txt ");
+        led(form, "outputLed")->setText("   ");
+        QString msg;
+        QVERIFY(form.checkAndLoad(msg));
+        QCOMPARE(options.configFile, QString("models/My Model/run.lua"));
+        QCOMPARE(options.userParams, QString("a=1"));
+        QCOMPARE(options.connectFile, QString("addr.txt"));
+        QVERIFY(options.outputPath.isEmpty());
+    }
+
+    void everyFieldReachesTheRecord()
+    {
+        KvcOptions options;
+        KvcOptionsWidget form(&options, QString());
+        const char *texts[] = {"configFileLed", "userParamsLed", "logFileLed", "logLed", "inputLed",
+            "outputLed", "connectFileLed"};
+        for (const char *name : texts)
+            led(form, name)->setText(name);
+        led(form, "localPortLed")->setText("7000");
+        led(form, "waitLed")->setText("0");
+        for (const char *name :
+            {"nomonitorChk", "verboseChk", "serverChk", "noconsoleChk", "regressionChk"})
+            chk(form, name)->setChecked(true);
+        QString msg;
+        QVERIFY2(form.checkAndLoad(msg), qPrintable(msg));
+        QCOMPARE(options.toParamList(true),
+            (QStringList {"-c", "configFileLed", "-u", "userParamsLed", "-r", "logFileLed", "-l",
+                "logLed", "-i", "inputLed", "-o", "outputLed", "-nomonitor", "-s", "connectFileLed",
+                "-wait", "0", "-verbose", "-server", "-noconsole", "-regression"}));
+        QCOMPARE(options.localPort, 7000);
+        QVERIFY(!options.local);
+    }
+
+    void tabOrderFollowsTheForm()
+    {
+        KvcOptions options;
+        KvcOptionsWidget form(&options, QString());
+        const QStringList expected {"userParamsLed", "configFileLed", "configFileBrowseBtn",
+            "logFileLed", "logFileBrowseBtn", "logLed", "logBrowseBtn", "inputLed",
+            "inputBrowseBtn", "outputLed", "outputBrowseBtn", "autoMonitorChk", "monitorChk",
+            "nomonitorChk", "localChk", "localPortLed", "connectFileLed", "connectFileBrowseBtn",
+            "waitLed", "quietChk", "verboseChk", "memoryChk", "nomemoryChk", "timeChk", "notimeChk",
+            "serverChk", "noserverChk", "noconsoleChk", "regressionChk"};
+        QStringList chain;
+        QWidget *w = form.findChild<QWidget *>(expected.first());
+        for (int i = 0; w && i < 200 && chain.size() < expected.size(); ++i) {
+            if (expected.contains(w->objectName()) && !chain.contains(w->objectName()))
+                chain << w->objectName();
+            w = w->nextInFocusChain();
+        }
+        QCOMPARE(chain, expected);
+    }
+
+    void tooltipsSitOnLabelsAndBoxes()
+    {
+        KvcOptions options;
+        KvcOptionsWidget form(&options, QString());
+        QCOMPARE(form.findChild<QWidget *>("label_9")->toolTip(),
+            QString("<html><head/><body><p>Model loading waits at most timeout msec for a "
+                    "client connection before starting (0 = forever).</p></body></html>"));
+        QVERIFY(led(form, "waitLed")->toolTip().isEmpty());
+        QCOMPARE(chk(form, "localChk")->toolTip(),
+            QString("<html><head/><body><p>Starts the monitor server listening for "
+                    "connections on localhost / given port (any port if port is missing or "
+                    "0).</p></body></html>"));
+        QCOMPARE(form.findChild<QWidget *>("groupBox_2")->property("title").toString(),
+            QString(" Path macros: "));
+    }
+
+    void browsers_data()
+    {
+        QTest::addColumn<QString>("button");
+        QTest::addColumn<QString>("edit");
+        QTest::addColumn<QString>("title");
+        QTest::addColumn<int>("mode");
+
+        QTest::newRow("config file: open chooser")
+            << "configFileBrowseBtn"
+            << "configFileLed"
+            << "Open a Kivo config file" << int(QFileDialog::AcceptOpen);
+        QTest::newRow("log file: save chooser")
+            << "logFileBrowseBtn"
+            << "logFileLed"
+            << "Save Kivo log file" << int(QFileDialog::AcceptSave);
+        QTest::newRow("log path: directory")
+            << "logBrowseBtn"
+            << "logLed"
+            << "Select a directory" << int(QFileDialog::AcceptOpen);
+        QTest::newRow("input path: directory")
+            << "inputBrowseBtn"
+            << "inputLed"
+            << "Select a directory" << int(QFileDialog::AcceptOpen);
+        QTest::newRow("output path: directory")
+            << "outputBrowseBtn"
+            << "outputLed"
+            << "Select a directory" << int(QFileDialog::AcceptOpen);
+        QTest::newRow("server address file: save chooser")
+            << "connectFileBrowseBtn"
+            << "connectFileLed"
+            << "Save Kivo server address file" << int(QFileDialog::AcceptSave);
+    }
+
+    void browsers()
+    {
+        QFETCH(QString, button);
+        QFETCH(QString, edit);
+        QFETCH(QString, title);
+        QFETCH(int, mode);
+
+        QTemporaryDir base;
+        KvcOptions options;
+        KvcOptionsWidget form(&options, base.path());
+        QString seenTitle;
+        QString seenDir;
+        int seenMode = -1;
+        QWidget *seenParent = nullptr;
+        handleNextModal(
+            [&](QWidget *w) {
+                auto *chooser = qobject_cast<QFileDialog *>(w);
+                seenTitle = chooser->windowTitle();
+                seenDir = chooser->directory().absolutePath();
+                seenMode = chooser->acceptMode();
+                seenParent = chooser->parentWidget();
+                chooser->reject();
+            },
+            "QFileDialog");
+        form.findChild<QToolButton *>(button)->click();
+        QCOMPARE(seenTitle, title);
+        QCOMPARE(seenDir, QDir(base.path()).absolutePath());
+        QCOMPARE(seenMode, mode);
+        QCOMPARE(seenParent, &form);
+        QVERIFY(form.findChild<QLineEdit *>(edit)->text().isEmpty());
+    }
+
+    void chosenPathIsShownWithNativeSeparators()
+    {
+        QTemporaryDir base;
+        QVERIFY(QDir(base.path()).mkpath("sub/dir"));
+        const QString chosen = base.path() + "/sub/dir";
+        KvcOptions options;
+        KvcOptionsWidget form(&options, base.path());
+        handleNextModal(
+            [&](QWidget *w) {
+                auto *chooser = qobject_cast<QFileDialog *>(w);
+                chooser->setDirectory(base.path() + "/sub");
+                chooser->selectFile("dir");
+                static_cast<QDialog *>(chooser)->accept();
+            },
+            "QFileDialog");
+        form.findChild<QToolButton *>("outputBrowseBtn")->click();
+        QCOMPARE(led(form, "outputLed")->text(), QDir::toNativeSeparators(chosen));
+
+        // The next chooser starts where the field points.
+        QString seenDir;
+        handleNextModal(
+            [&](QWidget *w) {
+                auto *chooser = qobject_cast<QFileDialog *>(w);
+                seenDir = chooser->directory().absolutePath();
+                chooser->reject();
+            },
+            "QFileDialog");
+        form.findChild<QToolButton *>("outputBrowseBtn")->click();
+        QCOMPARE(seenDir, chosen);
+        QCOMPARE(led(form, "outputLed")->text(), QDir::toNativeSeparators(chosen));
+    }
+};
+
+QTEST_MAIN(KvcOptionsWidgetTest)
+#include "tst_kvcoptionswidget.moc"
