@@ -5,6 +5,7 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 scripts/install-deps.sh
 build=${KVC_BUILD_DIR:-build}
-cmake -S . -B "$build" -DCMAKE_BUILD_TYPE=Release -DKVC_BUILD_TESTS=OFF -DKVC_BUILD_BENCH=OFF
+cmake -S . -B "$build" -DCMAKE_BUILD_TYPE=Release -DKVC_BUILD_TESTS=OFF -DKVC_BUILD_BENCH=OFF \
+      -DKVC_EXPORT_INTERNALS=ON
 cmake --build "$build" -j"$(nproc)"
-exec "$build/bin/kivo-run" "$@"
+exec "$build/bin/kivo-run" "${@:-examples/heat1d.lua}"

@@ -7,10 +7,7 @@
 
 namespace {
 
-QString nativePath(const QString &path)
-{
-    return QDir::toNativeSeparators(path);
-}
+QString nativePath(const QString &path) { return QDir::toNativeSeparators(path); }
 
 // Removes blanks at both ends, then the last character: the comma after the
 // version and the closing parenthesis after the revision.
@@ -44,13 +41,14 @@ QProcess *KvcExecuter::createProcess()
     auto *proc = new QProcess;
     decoder.reset(QTextCodec::codecForName("UTF-8")->makeDecoder());
     connect(proc, QOverload<int, QProcess::ExitStatus>::of(&QProcess::finished), this,
-            &KvcExecuter::procFinished);
+        &KvcExecuter::procFinished);
     // A start failure that shows only after start() returned would otherwise
     // never end the operation: QProcess emits no finished() for it.
     connect(proc, &QProcess::errorOccurred, this, [this, proc](QProcess::ProcessError error) {
         if (error == QProcess::FailedToStart && proc == process)
-            finishAsyncOp(false, tr("The Kivo executable [%1] failed to start: %2")
-                                     .arg(nativePath(exePath), proc->errorString()));
+            finishAsyncOp(false,
+                tr("The Kivo executable [%1] failed to start: %2")
+                    .arg(nativePath(exePath), proc->errorString()));
     });
     proc->setProcessChannelMode(QProcess::MergedChannels);
     return proc;
@@ -60,8 +58,8 @@ bool KvcExecuter::asyncInit(QString path)
 {
     currentOp = InitOp;
     if (!QFileInfo::exists(path)) {
-        finishAsyncOp(false,
-                      tr("The Kivo executable [%1] could not be found.").arg(nativePath(path)));
+        finishAsyncOp(
+            false, tr("The Kivo executable [%1] could not be found.").arg(nativePath(path)));
         return false;
     }
     exePath = path;
@@ -73,8 +71,9 @@ bool KvcExecuter::asyncInit(QString path)
     if (process && process->state() != QProcess::NotRunning)
         return true;
     if (process)
-        finishAsyncOp(false, tr("The Kivo executable [%1] failed to start: %2")
-                                 .arg(nativePath(exePath), process->errorString()));
+        finishAsyncOp(false,
+            tr("The Kivo executable [%1] failed to start: %2")
+                .arg(nativePath(exePath), process->errorString()));
     return false;
 }
 
@@ -98,8 +97,9 @@ bool KvcExecuter::asyncRun(bool readOutput)
     }
     if (!process || process->state() == QProcess::NotRunning) {
         if (process)
-            finishAsyncOp(false, tr("The Kivo executable [%1] failed to start: %2")
-                                     .arg(nativePath(exePath), process->errorString()));
+            finishAsyncOp(false,
+                tr("The Kivo executable [%1] failed to start: %2")
+                    .arg(nativePath(exePath), process->errorString()));
         return false;
     }
     startTime = QDateTime::currentDateTime();
@@ -129,8 +129,8 @@ void KvcExecuter::procFinished(int exitCode, QProcess::ExitStatus exitStatus)
         // The last lines before a crash are the ones a user needs most.
         if (initialized && process->bytesAvailable() > 0)
             logMsgAvailable();
-        finishAsyncOp(false,
-                      tr("The Kivo process finished unexpectedly: %1").arg(process->errorString()));
+        finishAsyncOp(
+            false, tr("The Kivo process finished unexpectedly: %1").arg(process->errorString()));
     } else if (initialized) {
         if (process->bytesAvailable() > 0)
             logMsgAvailable();
@@ -170,7 +170,8 @@ void KvcExecuter::parseVersionOutput()
     revisionString = trimmedWithoutLast(first.mid(revisionAt + 9));
 
     QString configDir = QFileInfo(exePath).path();
-    if (configDir.endsWith(QLatin1String("/debug")) || configDir.endsWith(QLatin1String("/release")))
+    if (configDir.endsWith(QLatin1String("/debug"))
+        || configDir.endsWith(QLatin1String("/release")))
         configDir.chop(configDir.endsWith(QLatin1Char('g')) ? 6 : 8);
     defConfigFile = configDir + QLatin1String("/config/defaultConfig.lua");
 
@@ -178,8 +179,8 @@ void KvcExecuter::parseVersionOutput()
         initialized = true;
         finishAsyncOp(true, QString());
     } else {
-        finishAsyncOp(false,
-                      tr("Error locating the default configuration file for the Kivo executable."));
+        finishAsyncOp(
+            false, tr("Error locating the default configuration file for the Kivo executable."));
     }
 }
 

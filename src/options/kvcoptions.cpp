@@ -45,17 +45,24 @@ bool KvcOptions::check(QString &msg) const
 {
     const char *broken = nullptr;
     if (quiet && verbose)
-        broken = QT_TRANSLATE_NOOP("QObject", "-quiet and -verbose options can not be used together.");
+        broken
+            = QT_TRANSLATE_NOOP("QObject", "-quiet and -verbose options can not be used together.");
     else if (memory && nomemory)
-        broken = QT_TRANSLATE_NOOP("QObject", "-memory and -nomemory options can not be used together.");
+        broken = QT_TRANSLATE_NOOP(
+            "QObject", "-memory and -nomemory options can not be used together.");
     else if (time && notime)
-        broken = QT_TRANSLATE_NOOP("QObject", "-time and -notime options can not be used together.");
+        broken
+            = QT_TRANSLATE_NOOP("QObject", "-time and -notime options can not be used together.");
     else if ((quiet || verbose) && (memory || nomemory || time || notime))
-        broken = QT_TRANSLATE_NOOP("QObject", "-memory, -noMemory, -time and -notime options can not be used together with -verbose or -quiet.");
+        broken = QT_TRANSLATE_NOOP("QObject",
+            "-memory, -noMemory, -time and -notime options can not be used together with -verbose "
+            "or -quiet.");
     else if (server && noserver)
-        broken = QT_TRANSLATE_NOOP("QObject", "-server and -noserver options can not be used together.");
+        broken = QT_TRANSLATE_NOOP(
+            "QObject", "-server and -noserver options can not be used together.");
     else if (int(monitor) + int(nomonitor) + int(local) >= 2)
-        broken = QT_TRANSLATE_NOOP("QObject", "-monitor, -nomonitor and -local options can not be used together.\n\n");
+        broken = QT_TRANSLATE_NOOP(
+            "QObject", "-monitor, -nomonitor and -local options can not be used together.\n\n");
     if (!broken)
         return true;
     msg = QObject::tr(broken);
@@ -82,8 +89,8 @@ void KvcOptions::addBool(QStringList &list, const char *name, bool value) const
         list << QLatin1String(name);
 }
 
-void KvcOptions::addString(QStringList &list, const char *name, const QString &value,
-                           bool separateValues) const
+void KvcOptions::addString(
+    QStringList &list, const char *name, const QString &value, bool separateValues) const
 {
     const QString trimmed = value.trimmed();
     if (trimmed.isEmpty())
@@ -94,8 +101,8 @@ void KvcOptions::addString(QStringList &list, const char *name, const QString &v
         list << QStringLiteral("%1 %2").arg(QLatin1String(name), trimmed);
 }
 
-void KvcOptions::addUnsigned(QStringList &list, const char *name, int value,
-                             bool separateValues) const
+void KvcOptions::addUnsigned(
+    QStringList &list, const char *name, int value, bool separateValues) const
 {
     if (value == -1)
         return;
