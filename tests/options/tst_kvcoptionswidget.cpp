@@ -358,9 +358,10 @@ private slots:
         KvcOptionsWidget form(&options, base.path());
         handleNextModal(
             [&](QWidget *w) {
+                // Typed rather than selectFile(), which leaves a focused name
+                // field alone while the directory is still loading.
                 auto *chooser = qobject_cast<QFileDialog *>(w);
-                chooser->setDirectory(base.path() + "/sub");
-                chooser->selectFile("dir");
+                chooser->findChild<QLineEdit *>("fileNameEdit")->setText(chosen);
                 static_cast<QDialog *>(chooser)->accept();
             },
             "QFileDialog");
