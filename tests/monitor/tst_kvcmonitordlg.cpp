@@ -1,4 +1,6 @@
 #include "kvcmonitordlg.h"
+#include "kvcommclient.h"
+#include "kvcommserver.h"
 #include "modalanswerer.h"
 #include "qtoptionalmessagebox.h"
 
@@ -12,10 +14,13 @@
 #include <QPushButton>
 #include <QSettings>
 #include <QStandardPaths>
+#include <QTcpServer>
 #include <QTemporaryDir>
 #include <QToolButton>
 #include <QUuid>
 #include <QtTest>
+
+#include <memory>
 
 using ServerAddress = QPair<QString, unsigned int>;
 
@@ -118,6 +123,7 @@ private slots:
     void initTestCase()
     {
         QVERIFY(dir.isValid());
+        qRegisterMetaType<KvCommClient *>();
         QStandardPaths::setTestModeEnabled(true);
         QCoreApplication::setOrganizationName(
             "kvc-test-" + QUuid::createUuid().toString(QUuid::WithoutBraces));
@@ -580,6 +586,132 @@ private slots:
         QVERIFY(dlg.isVisible());
         QCOMPARE(connected.count(), 0);
         dlg.reject();
+    }
+
+    void connectingHandsTheClientOver()
+    {
+        KvCommServer server;
+        server.setIdentity("2.1.0", "r4711");
+        server.setControlOptions(KvCommControlCancel | KvCommControlTerminate);
+        QVERIFY2(server.listen(QHostAddress::LocalHost, 0), qPrintable(server.errorString()));
+
+        ModalAnswerer answerer;
+        KvcMonitorDlg dlg(group, dir.path(), 5);
+        std::unique_ptr<KvCommClient> adopted;
+        connect(&dlg, &KvcMonitorDlg::connected, this,
+            [&adopted](KvCommClient *client) { adopted.reset(client); });
+        dlg.show();
+        address(dlg)->setEditText(" 127.0.0.1 ");
+        port(dlg)->setText(QString::number(server.serverPort()));
+        click(dlg, "connectBtn");
+
+        // Connecting: nothing ends the dialog but the attempt's outcome.
+        QVERIFY(!dlg.findChild<QPushButton *>("connectBtn")->isEnabled());
+        QVERIFY(!dlg.findChild<QPushButton *>("cancelBtn")->isEnabled());
+        QVERIFY(dlg.findChild<QLabel *>("connectingLbl")->isVisible());
+        QVERIFY(dlg.findChild<QProgressBar *>("connectingBar")->isVisible());
+        QTest::keyClick(&dlg, Qt::Key_Escape);
+        QVERIFY(dlg.isVisible());
+
+        QTRY_VERIFY_WITH_TIMEOUT(adopted != nullptr, 10000);
+        QVERIFY(!dlg.isVisible());
+        QCOMPARE(dlg.result(), int(QDialog::Accepted));
+        QCOMPARE(adopted->state(), KvCommClient::Connected);
+        QCOMPARE(adopted->version(), QString("2.1.0"));
+        QCOMPARE(adopted->controlOptions(), quint32(KvCommControlCancel | KvCommControlTerminate));
+        QCOMPARE(answerer.count(), 0);
+    }
+
+    void escapeAndCloseDoNotEndAnAttempt()
+    {
+        // Accepts and stays silent, so the attempt lasts until its time limit.
+        QTcpServer silent;
+        QVERIFY(silent.listen(QHostAddress::LocalHost, 0));
+
+        ModalAnswerer answerer;
+        answerer.queueAnswer(QMessageBox::Ok);
+        KvcMonitorDlg dlg(group, dir.path(), 1);
+        QSignalSpy connected(&dlg, &KvcMonitorDlg::connected);
+        dlg.show();
+        address(dlg)->setEditText("127.0.0.1");
+        port(dlg)->setText(QString::number(silent.serverPort()));
+        click(dlg, "connectBtn");
+
+        QTest::keyClick(&dlg, Qt::Key_Escape);
+        QVERIFY(dlg.isVisible());
+        dlg.close();
+        QVERIFY(dlg.isVisible());
+        click(dlg, "cancelBtn"); // disabled: no effect
+        QVERIFY(dlg.isVisible());
+
+        QTRY_COMPARE_WITH_TIMEOUT(answerer.count(), 1, 10000);
+        QCOMPARE(answerer.last().icon, QMessageBox::Critical);
+        QCOMPARE(answerer.last().title, QString("Error..."));
+        QVERIFY2(answerer.last().text.contains(QString::number(silent.serverPort())),
+            qPrintable(answerer.last().text));
+        QVERIFY(answerer.last().hasParent);
+        QVERIFY(dlg.findChild<QPushButton *>("connectBtn")->isEnabled());
+        QVERIFY(dlg.findChild<QPushButton *>("cancelBtn")->isEnabled());
+        QVERIFY(!dlg.findChild<QLabel *>("connectingLbl")->isVisible());
+        QCOMPARE(connected.count(), 0);
+
+        // Back in the editing state: Escape now rejects.
+        QTest::keyClick(&dlg, Qt::Key_Escape);
+        QVERIFY(!dlg.isVisible());
+        QCOMPARE(dlg.result(), int(QDialog::Rejected));
+    }
+
+    void failedAttemptThenASecondOneWithANewClient()
+    {
+        QTcpServer probe;
+        QVERIFY(probe.listen(QHostAddress::LocalHost, 0));
+        const quint16 closedPort = probe.serverPort();
+        probe.close();
+
+        KvCommServer server;
+        server.setIdentity("2.1.0", "r4711");
+        QVERIFY(server.listen(QHostAddress::LocalHost, 0));
+
+        ModalAnswerer answerer;
+        answerer.queueAnswer(QMessageBox::Ok);
+        KvcMonitorDlg dlg(group, dir.path(), 0); // one single try
+        std::unique_ptr<KvCommClient> adopted;
+        connect(&dlg, &KvcMonitorDlg::connected, this,
+            [&adopted](KvCommClient *client) { adopted.reset(client); });
+        dlg.show();
+        address(dlg)->setEditText("127.0.0.1");
+        port(dlg)->setText(QString::number(closedPort));
+        click(dlg, "connectBtn");
+        QTRY_COMPARE_WITH_TIMEOUT(answerer.count(), 1, 10000);
+        QVERIFY2(answerer.last().text.contains(QString::number(closedPort)),
+            qPrintable(answerer.last().text));
+        QVERIFY(dlg.isVisible());
+        QVERIFY(dlg.findChild<QPushButton *>("connectBtn")->isEnabled());
+
+        port(dlg)->setText(QString::number(server.serverPort()));
+        click(dlg, "connectBtn");
+        QTRY_VERIFY_WITH_TIMEOUT(adopted != nullptr, 10000);
+        QCOMPARE(adopted->port(), server.serverPort());
+        QCOMPARE(dlg.result(), int(QDialog::Accepted));
+        QCOMPARE(answerer.count(), 1);
+    }
+
+    void destroyingTheDialogDuringAnAttempt()
+    {
+        QTcpServer silent;
+        QVERIFY(silent.listen(QHostAddress::LocalHost, 0));
+        ModalAnswerer answerer;
+        {
+            KvcMonitorDlg dlg(group, dir.path(), 1);
+            dlg.show();
+            address(dlg)->setEditText("127.0.0.1");
+            port(dlg)->setText(QString::number(silent.serverPort()));
+            click(dlg, "connectBtn");
+            QVERIFY(!dlg.findChild<QPushButton *>("cancelBtn")->isEnabled());
+        }
+        // The pending client went with the dialog: no box comes from it later.
+        QCoreApplication::processEvents();
+        QCOMPARE(answerer.count(), 0);
     }
 };
 
