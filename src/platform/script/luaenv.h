@@ -77,7 +77,7 @@ public:
     /// anything else (functions, userdata) as an invalid QVariant.
     QVariant getGlobal(const char *name, StackOption option);
 
-    /// Values kept on the stack by KeepOnStack reads.
+    /// Values kept on the stack by KeepOnStack reads; runScript() drops them.
     int stackSize() const;
     /// Drops the `count` topmost kept values (at most stackSize()).
     void popValues(int count);
