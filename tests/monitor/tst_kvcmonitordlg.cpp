@@ -429,8 +429,20 @@ private slots:
             (QStringList {"old", "twin"}));
 
         // A new dialog finds what was saved.
-        KvcMonitorDlg again(group, dir.path(), 5);
-        QCOMPARE(savedServers(servers(again)), (QStringList {"old=h0:1", "twin=h:11"}));
+        {
+            KvcMonitorDlg again(group, dir.path(), 5);
+            QCOMPARE(savedServers(servers(again)), (QStringList {"old=h0:1", "twin=h:11"}));
+        }
+
+        // Down to one server, then none: both read back without a warning.
+        ModalAnswerer answerer;
+        for (int left = 1; left >= 0; --left) {
+            servers(dlg)->setCurrentIndex(1);
+            click(dlg, "removeServerBtn");
+            KvcMonitorDlg again(group, dir.path(), 5);
+            QCOMPARE(servers(again)->count(), left + 1);
+        }
+        QCOMPARE(answerer.count(), 0);
     }
 
     void connectionFiles_data()
