@@ -42,8 +42,8 @@
 /// - trackedIndexDataAvailable(int, int): after an index record is stored.
 ///
 /// Samples and records that break the store's guarantees are skipped, never
-/// stored outside a vector; each skip writes a debug message in the logging
-/// category "kvc.results" (off by default) and emits nothing:
+/// stored outside a vector; each skip writes a debug message that says which
+/// (logging category "kvc.results") and emits nothing:
 /// - a time sample with a component count other than one;
 /// - a sample whose id is not a tracked value (including id -1 when there is
 ///   no time track);
