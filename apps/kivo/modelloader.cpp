@@ -40,6 +40,15 @@ int declare(lua_State *L)
 
 int sharedCodeMarker(lua_State *) { return 0; }
 
+// expandPath("$OUTPUT/x.csv"): the macros as the simulator expands them.
+int expandPath(lua_State *L)
+{
+    const auto *loader = static_cast<const ModelLoader *>(lua_touserdata(L, lua_upvalueindex(1)));
+    const QString text = QString::fromUtf8(luaL_checkstring(L, 1));
+    lua_pushstring(L, loader->expand(text).toUtf8().constData());
+    return 1;
+}
+
 // Reads the fields of the table on top of the stack, with the declaration's
 // kind and line in every message.
 class Fields
@@ -223,6 +232,9 @@ void ModelLoader::installConstructors(const QString &userParams)
     lua_pushstring(L, paths.output.toUtf8().constData());
     lua_setfield(L, -2, "output");
     lua_setglobal(L, "paths");
+    lua_pushlightuserdata(L, this);
+    lua_pushcclosure(L, &expandPath, 1);
+    lua_setglobal(L, "expandPath");
 }
 
 bool ModelLoader::load(
