@@ -60,19 +60,24 @@ void Logger::log(int level, const QString &text)
     if (!enabled(level))
         return;
     const QString line = text.endsWith(QLatin1Char('\n')) ? text : text + QLatin1Char('\n');
-    std::lock_guard<std::mutex> lock(mutex);
-    const QByteArray tagged = QByteArray("[") + tag(level) + "] " + line.toUtf8();
-    if (consoleOk)
-        writeConsole(level == Error ? STDERR_FILENO : STDOUT_FILENO, tagged);
-    if (file) {
-        const QByteArray stamp = settings.regression
-            ? QByteArray()
-            : QDateTime::currentDateTime().toString(Qt::ISODateWithMs).toUtf8() + ' ';
-        std::fputs(QByteArray(stamp + tagged).constData(), file);
-        std::fflush(file);
+    MonitorSink *target = nullptr;
+    {
+        std::lock_guard<std::mutex> lock(mutex);
+        target = sink;
+        const QByteArray tagged = QByteArray("[") + tag(level) + "] " + line.toUtf8();
+        if (consoleOk)
+            writeConsole(level == Error ? STDERR_FILENO : STDOUT_FILENO, tagged);
+        if (file) {
+            const QByteArray stamp = settings.regression
+                ? QByteArray()
+                : QDateTime::currentDateTime().toString(Qt::ISODateWithMs).toUtf8() + ' ';
+            std::fputs(QByteArray(stamp + tagged).constData(), file);
+            std::fflush(file);
+        }
     }
-    if (sink)
-        sink->logMessage(level, line);
+    // Outside the lock: a sink may log itself.
+    if (target)
+        target->logMessage(level, line);
 }
 
 void Logger::regression(const QString &text)
@@ -86,8 +91,10 @@ void Logger::regression(const QString &text)
 
 void Logger::fatal(const QString &text)
 {
+    MonitorSink *target = nullptr;
     {
         std::lock_guard<std::mutex> lock(mutex);
+        target = sink;
         const QByteArray bytes = "kivo: error: " + text.toUtf8() + '\n';
         if (::write(STDERR_FILENO, bytes.constData(), size_t(bytes.size())) < 0) {
             // Nobody reads stderr any more; nothing left to tell.
@@ -97,8 +104,8 @@ void Logger::fatal(const QString &text)
             std::fflush(file);
         }
     }
-    if (sink)
-        sink->logMessage(Error, text + QLatin1Char('\n'));
+    if (target)
+        target->logMessage(Error, text + QLatin1Char('\n'));
 }
 
 bool Logger::consoleAlive() const
