@@ -141,6 +141,10 @@ private slots:
         const QString vector = writeModel(QStringLiteral("vector.lua"),
             "MonitorRule{ name = 'r', track = { { name = 'v', quantity = 'script', rows = 2 } } }\n"
             "ProcessScript(function(s) return { v = 1 } end)\n");
+        const QString greedy = writeModel(QStringLiteral("greedy.lua"),
+            "local t = {}\nfor i = 1, 1e9 do t[i] = string.rep('x', 1000) .. i end\n");
+        const QString smallMemory = writeModel(
+            QStringLiteral("smallmemory.lua"), "limits = { luaMemoryMB = 8 }\n", false);
         const QString badConfig
             = writeModel(QStringLiteral("badconfig.lua"), "log = { level = 'loud' }\n", false);
 
@@ -187,6 +191,8 @@ private slots:
             << QStringList {script} << 2 << "probe broken";
         QTest::newRow("script value of the wrong size")
             << QStringList {vector} << 2 << "'v' has 1 components";
+        QTest::newRow("memory cap stops a greedy model")
+            << QStringList {"-c", smallMemory, greedy} << 2 << "not enough memory";
         QTest::newRow("missing configuration file")
             << QStringList {"-c", dir.filePath("none.lua"), fast} << 4 << "none.lua does not exist";
         QTest::newRow("configuration value of the wrong type")
@@ -361,17 +367,26 @@ private slots:
     void steadyStateIsLinear_data()
     {
         QTest::addColumn<QString>("method");
-        QTest::newRow("conjugate gradient") << "cg";
-        QTest::newRow("Gauss-Seidel") << "gaussSeidel";
+        QTest::addColumn<QString>("mesh");
+        QTest::addColumn<int>("nodes");
+        const QString line = QStringLiteral("type = 'line', length = 2, cells = 8");
+        const QString rect
+            = QStringLiteral("type = 'rectangle', width = 2, height = 1, cellsX = 8, cellsY = 3");
+        QTest::newRow("line, conjugate gradient") << "cg" << line << 9;
+        QTest::newRow("line, Gauss-Seidel") << "gaussSeidel" << line << 9;
+        QTest::newRow("rectangle with insulated top and bottom") << "cg" << rect << 36;
     }
 
     void steadyStateIsLinear()
     {
         QFETCH(QString, method);
-        const QString model = writeModel(QStringLiteral("steady-%1.lua").arg(method),
+        QFETCH(QString, mesh);
+        QFETCH(int, nodes);
+        const QString tag = QString::fromLatin1(QTest::currentDataTag()).replace(' ', '_');
+        const QString model = writeModel(QStringLiteral("steady-%1.lua").arg(tag),
             QStringLiteral(
                 "Simulation{ name = 'steady', endTime = 50, timeStep = 10 }\n"
-                "Mesh{ type = 'line', length = 2, cells = 8 }\n"
+                "Mesh{ %2 }\n"
                 "StateVar{ initial = 0 }\n"
                 "PropertySet{ conductivity = 10, density = 1, heatCapacity = 1 }\n"
                 "BoundaryCondition{ side = 'left', type = 'temperature', value = 10 }\n"
@@ -380,20 +395,20 @@ private slots:
                 "MonitorRule{ name = 'flux', track = { { name = 'q', quantity = 'heatFlux', side = "
                 "'left' } } }\n"
                 "SaveRule{ every = 5, file = '$OUTPUT/steady.csv' }\n")
-                .arg(method)
+                .arg(method, mesh)
                 .toUtf8(),
             false);
-        const QString out = dir.filePath(QStringLiteral("steady-") + method);
+        const QString out = dir.filePath(QStringLiteral("steady-") + tag);
         const QString log = out + QStringLiteral(".log");
         const Run r = runKivo({"-o", out, "-r", log, "-regression", model});
         QCOMPARE(r.exitCode, 0);
         QFile csv(out + QStringLiteral("/steady.csv"));
         QVERIFY(csv.open(QIODevice::ReadOnly));
         const QStringList lines = QString::fromUtf8(csv.readAll()).trimmed().split('\n').mid(1);
-        QCOMPARE(lines.size(), 9);
+        QCOMPARE(lines.size(), nodes);
         for (const QString &line : lines) {
             const double x = line.section(',', 0, 0).toDouble();
-            const double t = line.section(',', 1, 1).toDouble();
+            const double t = line.section(',', -1, -1).toDouble();
             QVERIFY2(qAbs(t - (10 + 20 * x)) < 1e-6, qPrintable(line));
         }
         // k dT/dx = 10 * 20 W/m2 leaves the body at the cold left end.
@@ -415,6 +430,20 @@ private slots:
         QCOMPARE(p.exitStatus(), QProcess::NormalExit);
         QCOMPARE(p.exitCode(), 3);
         QVERIFY(p.readAllStandardError().contains("terminated"));
+    }
+
+    void sigtermStopsARunawayModelWhileLoading()
+    {
+        const QString model = writeModel(QStringLiteral("runaway.lua"), "while true do end\n");
+        QProcess p;
+        p.start(kivo, {model});
+        QVERIFY(p.waitForStarted());
+        QByteArray out;
+        QTRY_VERIFY_WITH_TIMEOUT((out += p.readAllStandardOutput()).contains("Loading"), 20000);
+        p.terminate();
+        QVERIFY(p.waitForFinished(20000));
+        QCOMPARE(p.exitStatus(), QProcess::NormalExit);
+        QCOMPARE(p.exitCode(), 3);
     }
 
     // The client stops reading once logs come through the server.
