@@ -31,7 +31,6 @@ SimulationDriver::SimulationDriver(
 
 int SimulationDriver::run()
 {
-    sinceStart.start();
     if (settings.waitMs >= 0) {
         log.log(Logger::Info,
             settings.waitMs == 0 ? QStringLiteral("Waiting for a monitoring client.")
@@ -45,6 +44,7 @@ int SimulationDriver::run()
                                                                      : MonitorSink::Status::Aborted,
             control.request() == SimulationControl::Cancel ? Success : Terminated);
 
+    sinceStart.start();
     info.loadingTime = QDateTime::currentDateTime();
     sink.statusChanged(MonitorSink::Status::Loading, info.loadingTime);
     log.log(Logger::Notice, QStringLiteral("Loading model %1").arg(settings.modelFile));
@@ -90,7 +90,8 @@ int SimulationDriver::run()
         if (control.stopRequested())
             break;
         const auto stepStart = std::chrono::steady_clock::now();
-        const double next = std::min(m.endTime, step * m.timeStep);
+        // Every step is a full time step: the last one may end past endTime.
+        const double next = step * m.timeStep;
         if (!updateBoundaries(next, error))
             return finish(MonitorSink::Status::Aborted, ModelError, error);
         QElapsedTimer solveTimer;
