@@ -95,9 +95,13 @@ QString LuaSandbox::describe(lua_State *L, int idx)
     switch (lua_type(L, idx)) {
     case LUA_TSTRING:
     case LUA_TNUMBER: {
+        // On a copy: converting a number in place would confuse lua_next.
+        lua_pushvalue(L, idx);
         size_t len = 0;
-        const char *s = lua_tolstring(L, idx, &len); // a number converts in place
-        return QString::fromUtf8(s, int(len));
+        const char *s = lua_tolstring(L, -1, &len);
+        const QString text = QString::fromUtf8(s, int(len));
+        lua_pop(L, 1);
+        return text;
     }
     case LUA_TBOOLEAN:
         return lua_toboolean(L, idx) ? QStringLiteral("true") : QStringLiteral("false");

@@ -24,12 +24,16 @@ const char *const versionLine = "Kivo 3.1 (Version: 3.1.0, Revision: 5012)";
 
 int signalPipe[2] = {-1, -1};
 
-void onSignal(int)
+void onSignal(int sig)
 {
     const char c = 1;
     if (::write(signalPipe[1], &c, 1) < 0) {
         // The pipe is full: a stop is already on its way.
     }
+    // A second signal ends the process at once, should the run not stop.
+    struct sigaction sa = {};
+    sa.sa_handler = SIG_DFL;
+    sigaction(sig, &sa, nullptr);
 }
 
 void printOut(const QString &text)
@@ -51,6 +55,22 @@ int main(int argc, char *argv[])
     // A closed stdout must not kill us: writes fail with EPIPE instead.
     std::signal(SIGPIPE, SIG_IGN);
     QCoreApplication app(argc, argv);
+
+    SimulationControl control;
+    // SIGTERM and SIGINT stop the run at the end of the current step.
+    if (::pipe(signalPipe) == 0) {
+        auto *notifier = new QSocketNotifier(signalPipe[0], QSocketNotifier::Read, &app);
+        QObject::connect(notifier, &QSocketNotifier::activated, &app, [&control] {
+            char buf[16];
+            if (::read(signalPipe[0], buf, sizeof buf) > 0)
+                control.requestTerminate();
+        });
+        struct sigaction sa = {};
+        sa.sa_handler = onSignal;
+        sigemptyset(&sa.sa_mask);
+        sigaction(SIGTERM, &sa, nullptr);
+        sigaction(SIGINT, &sa, nullptr);
+    }
 
     CommandLine cmd;
     QString error;
@@ -113,7 +133,6 @@ int main(int argc, char *argv[])
         return SimulationDriver::FileError;
     }
 
-    SimulationControl control;
     NullMonitorSink sink;
     sink.setControl(&control);
     logger.setSink(&sink, monitor.serverEnabled && monitor.logsThroughServer);
@@ -130,21 +149,6 @@ int main(int argc, char *argv[])
                 .arg(monitor.localOnly ? QStringLiteral("localhost only")
                                        : QStringLiteral("all interfaces"))
                 .arg(monitor.port));
-
-    // SIGTERM and SIGINT stop the run at the end of the current step.
-    if (::pipe(signalPipe) == 0) {
-        auto *notifier = new QSocketNotifier(signalPipe[0], QSocketNotifier::Read, &app);
-        QObject::connect(notifier, &QSocketNotifier::activated, &app, [&control] {
-            char buf[16];
-            if (::read(signalPipe[0], buf, sizeof buf) > 0)
-                control.requestTerminate();
-        });
-        struct sigaction sa = {};
-        sa.sa_handler = onSignal;
-        sigemptyset(&sa.sa_mask);
-        sigaction(SIGTERM, &sa, nullptr);
-        sigaction(SIGINT, &sa, nullptr);
-    }
 
     // The numbers run on a worker so that the main thread's event loop stays
     // free for a monitoring server.

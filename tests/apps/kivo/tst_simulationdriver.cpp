@@ -261,6 +261,25 @@ private slots:
             QVERIFY(l.first >= 0 && l.first <= 7);
     }
 
+    void untrackedScriptResultsAreWarnedAboutOnce()
+    {
+        const QString model = write("stray.lua",
+            "Simulation{ name = 's', endTime = 3, timeStep = 1 }\n"
+            "Mesh{ type = 'line', length = 1, cells = 2 }\n"
+            "StateVar{ initial = 1 }\n"
+            "PropertySet{ conductivity = 1, density = 1, heatCapacity = 1 }\n"
+            "ProcessScript(function(s) return { 7, stray = 2 } end)\n");
+        RecordingSink sink;
+        QCOMPARE(run(model, sink), 0);
+        QStringList warnings;
+        for (const auto &l : qAsConst(sink.logs))
+            if (l.first == 4)
+                warnings << l.second;
+        QCOMPARE(warnings.size(), 2);
+        QVERIFY(warnings.join(QString()).contains(QLatin1String("'stray'")));
+        QVERIFY(warnings.join(QString()).contains(QLatin1String("'1'")));
+    }
+
     void processScriptValuesAreTracked()
     {
         const QString model = write("script.lua",
