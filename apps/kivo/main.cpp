@@ -142,6 +142,11 @@ int main(int argc, char *argv[])
     logger.log(Logger::Debug,
         QStringLiteral("$LOG = %1, $INPUT = %2, $OUTPUT = %3")
             .arg(run.paths.log, run.paths.input, run.paths.output));
+    if (run.waitMs >= 0 && !monitor.serverEnabled) {
+        logger.log(
+            Logger::Info, QStringLiteral("No monitoring server is started; -wait is ignored."));
+        run.waitMs = -1;
+    }
     if (monitor.serverEnabled)
         logger.log(Logger::Info,
             QStringLiteral("Monitoring server requested (%1, port %2) but this build has "
