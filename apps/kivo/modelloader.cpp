@@ -159,6 +159,8 @@ public:
         return true;
     }
 
+    lua_State *state() const { return L; }
+
     bool fail(const QString &what)
     {
         if (error.isEmpty())
@@ -170,6 +172,225 @@ private:
     lua_State *L;
     QString where;
 };
+
+// One reader per constructor: each checks its table (on top of the stack)
+// and adds to the model; the first broken rule ends up in f.error.
+void readSimulation(Fields &f, Model &m)
+{
+    f.allowOnly({"name", "description", "endTime", "timeStep", "wallTimePerStep", "sampleEvery"})
+        && f.text("name", m.name, true) && f.text("description", m.description)
+        && f.positive("endTime", m.endTime) && f.positive("timeStep", m.timeStep)
+        && f.number("wallTimePerStep", m.wallTimePerStep)
+        && f.integer("sampleEvery", m.sampleEvery, 1);
+    if (f.error.isEmpty() && (m.wallTimePerStep < 0 || m.wallTimePerStep > 60))
+        f.fail(QStringLiteral("wallTimePerStep must be 0 to 60 seconds"));
+    if (f.error.isEmpty() && m.endTime / m.timeStep > 1e7)
+        f.fail(QStringLiteral("endTime / timeStep gives more than 10 million steps"));
+}
+
+void readMesh(Fields &f, Model &m)
+{
+    QString type = QStringLiteral("line");
+    f.allowOnly({"name", "type", "length", "cells", "width", "height", "cellsX", "cellsY"})
+        && f.text("name", m.mesh.name) && f.text("type", type);
+    if (f.error.isEmpty() && type == QLatin1String("line")) {
+        m.mesh.dim = 1;
+        f.positive("length", m.mesh.lengthX) && f.integer("cells", m.mesh.cellsX, 1, true);
+    } else if (f.error.isEmpty() && type == QLatin1String("rectangle")) {
+        m.mesh.dim = 2;
+        f.positive("width", m.mesh.lengthX) && f.positive("height", m.mesh.lengthY)
+            && f.integer("cellsX", m.mesh.cellsX, 1, true)
+            && f.integer("cellsY", m.mesh.cellsY, 1, true);
+    } else if (f.error.isEmpty()) {
+        f.fail(QStringLiteral("type must be \"line\" or \"rectangle\", not '%1'").arg(type));
+    }
+    if (f.error.isEmpty() && double(m.mesh.cellsX + 1) * (m.mesh.cellsY + 1) > 4e6)
+        f.fail(QStringLiteral("more than 4 million nodes"));
+}
+
+void readStateVar(Fields &f, Model &m)
+{
+    f.allowOnly({"name", "unit", "initial"}) && f.text("name", m.var.name)
+        && f.text("unit", m.var.unit)
+        && f.numberOrFunction("initial", m.var.initial, m.var.initialRef, false);
+}
+
+void readPropertySet(Fields &f, Model &m)
+{
+    f.allowOnly({"name", "conductivity", "density", "heatCapacity", "heatSource"})
+        && f.text("name", m.material.name) && f.positive("conductivity", m.material.conductivity)
+        && f.positive("density", m.material.density)
+        && f.positive("heatCapacity", m.material.heatCapacity)
+        && f.number("heatSource", m.material.heatSource);
+}
+
+void readBoundaryCondition(Fields &f, Model &m, bool twoD)
+{
+    Model::Boundary b;
+    QString type;
+    if (f.allowOnly({"side", "type", "value", "h", "ambient"}) && f.side("side", b.side, twoD)
+        && f.text("type", type, true)) {
+        if (type == QLatin1String("temperature")) {
+            b.type = Model::BcType::Temperature;
+            f.numberOrFunction("value", b.value, b.valueRef, true);
+        } else if (type == QLatin1String("flux")) {
+            b.type = Model::BcType::Flux;
+            f.numberOrFunction("value", b.value, b.valueRef, true);
+        } else if (type == QLatin1String("convection")) {
+            b.type = Model::BcType::Convection;
+            f.positive("h", b.h) && f.numberOrFunction("ambient", b.ambient, b.valueRef, true);
+        } else {
+            f.fail(QStringLiteral("type must be \"temperature\", \"flux\" or "
+                                  "\"convection\", not '%1'")
+                       .arg(type));
+        }
+    }
+    for (const auto &other : qAsConst(m.boundaries))
+        if (f.error.isEmpty() && other.side == b.side)
+            f.fail(QStringLiteral("side %1 has a condition already").arg(Model::sideName(b.side)));
+    m.boundaries << b;
+}
+
+void readNumericalSolver(Fields &f, Model &m)
+{
+    f.allowOnly({"method", "tolerance", "maxIterations"}) && f.text("method", m.solver.method)
+        && f.positive("tolerance", m.solver.tolerance, false)
+        && f.integer("maxIterations", m.solver.maxIterations, 1);
+    if (f.error.isEmpty() && m.solver.method != QLatin1String("cg")
+        && m.solver.method != QLatin1String("gaussSeidel"))
+        f.fail(QStringLiteral("method must be \"cg\" or \"gaussSeidel\", not '%1'")
+                   .arg(m.solver.method));
+}
+
+void readPhysicalMethod(Fields &f, Model &)
+{
+    QString type = QStringLiteral("heatConduction"), scheme = QStringLiteral("implicitEuler");
+    f.allowOnly({"type", "timeScheme"}) && f.text("type", type) && f.text("timeScheme", scheme);
+    if (f.error.isEmpty() && type != QLatin1String("heatConduction"))
+        f.fail(QStringLiteral("only type \"heatConduction\" is available, not '%1'").arg(type));
+    if (f.error.isEmpty() && scheme != QLatin1String("implicitEuler"))
+        f.fail(
+            QStringLiteral("only timeScheme \"implicitEuler\" is available, not '%1'").arg(scheme));
+}
+
+void readSpatialIndex(Fields &f, Model &m)
+{
+    lua_State *L = f.state();
+    Model::Index index;
+    if (f.allowOnly({"name", "indexType", "points"}) && f.text("name", index.name, true)
+        && f.integer("indexType", index.type, 0)) {
+        if (index.type > 2)
+            f.fail(QStringLiteral("indexType must be 0, 1 or 2"));
+        lua_getfield(L, -1, "points");
+        if (f.error.isEmpty() && !lua_istable(L, -1))
+            f.fail(QStringLiteral("points must be a list of { label, x = ..., y = ... }"));
+        const int n = f.error.isEmpty() ? int(luaL_len(L, -1)) : 0;
+        for (int k = 1; k <= n && f.error.isEmpty(); ++k) {
+            lua_geti(L, -1, k);
+            Model::Probe probe;
+            if (!lua_istable(L, -1)) {
+                f.fail(QStringLiteral("point %1 must be a table").arg(k));
+            } else {
+                lua_geti(L, -1, 1);
+                probe.label = lua_isstring(L, -1) ? QString::fromUtf8(lua_tostring(L, -1))
+                                                  : QStringLiteral("point %1").arg(k);
+                lua_pop(L, 1);
+                f.number("x", probe.x, true) && f.number("y", probe.y);
+            }
+            lua_pop(L, 1);
+            index.points << probe;
+        }
+        lua_pop(L, 1);
+        if (f.error.isEmpty() && index.points.isEmpty())
+            f.fail(QStringLiteral("points is empty"));
+    }
+    m.indexes << index;
+}
+
+void readMonitorRule(Fields &f, Model &m, bool twoD)
+{
+    lua_State *L = f.state();
+    Model::Rule rule;
+    QString indexName;
+    if (f.allowOnly({"name", "index", "track"}) && f.text("name", rule.name, true)
+        && f.text("index", indexName)) {
+        if (!indexName.isEmpty()) {
+            for (int k = 0; k < m.indexes.size(); ++k)
+                if (m.indexes[k].name == indexName)
+                    rule.index = k;
+            if (rule.index < 0)
+                f.fail(QStringLiteral("no SpatialIndex named '%1' is declared before it")
+                           .arg(indexName));
+        }
+        lua_getfield(L, -1, "track");
+        if (f.error.isEmpty() && !lua_istable(L, -1))
+            f.fail(QStringLiteral("track must be a list of { name = ..., quantity = ... }"));
+        const int n = f.error.isEmpty() ? int(luaL_len(L, -1)) : 0;
+        for (int k = 1; k <= n && f.error.isEmpty(); ++k) {
+            lua_geti(L, -1, k);
+            Model::Tracked t;
+            if (!lua_istable(L, -1)) {
+                f.fail(QStringLiteral("track entry %1 must be a table").arg(k));
+            } else if (f.allowOnly({"name", "quantity", "unit", "side", "rows", "cols"})
+                && f.text("name", t.name, true) && f.text("quantity", t.quantity, true)
+                && f.text("unit", t.unit)) {
+                const QStringList known {
+                    "max", "min", "mean", "minMeanMax", "probes", "heatFlux", "script"};
+                if (!known.contains(t.quantity))
+                    f.fail(QStringLiteral("quantity of '%1' must be one of %2, not '%3'")
+                               .arg(t.name, known.join(QStringLiteral(", ")), t.quantity));
+                else if (t.quantity == QLatin1String("heatFlux"))
+                    f.side("side", t.side, twoD);
+                else if (t.quantity == QLatin1String("probes") && rule.index < 0)
+                    f.fail(
+                        QStringLiteral("'%1' tracks probes but the rule has no index").arg(t.name));
+                else if (t.quantity == QLatin1String("script"))
+                    f.integer("rows", t.rows, 1) && f.integer("cols", t.cols, 1);
+                if (t.quantity == QLatin1String("minMeanMax"))
+                    t.rows = 3;
+                if (t.unit.isEmpty() && t.quantity == QLatin1String("heatFlux"))
+                    t.unit = QStringLiteral("W/m2");
+            }
+            lua_pop(L, 1);
+            rule.values << t;
+        }
+        lua_pop(L, 1);
+    }
+    m.rules << rule;
+}
+
+void readProcessScript(Fields &f, Model &m, int line)
+{
+    lua_State *L = f.state();
+    Model::Script script;
+    script.line = line;
+    if (lua_isfunction(L, -1)) {
+        lua_pushvalue(L, -1);
+        script.funcRef = luaL_ref(L, LUA_REGISTRYINDEX);
+    } else if (f.allowOnly({"every", "run"}) && f.integer("every", script.every, 1)) {
+        lua_getfield(L, -1, "run");
+        if (lua_isfunction(L, -1))
+            script.funcRef = luaL_ref(L, LUA_REGISTRYINDEX);
+        else {
+            lua_pop(L, 1);
+            f.fail(QStringLiteral("run must be a function"));
+        }
+    }
+    m.scripts << script;
+}
+
+void readSaveRule(Fields &f, Model &m, const ModelLoader &loader)
+{
+    Model::Save save;
+    QString var = m.var.name;
+    f.allowOnly({"var", "every", "file"}) && f.text("var", var) && f.integer("every", save.every, 1)
+        && f.text("file", save.file, true);
+    if (f.error.isEmpty() && var != m.var.name)
+        f.fail(
+            QStringLiteral("var must be the state variable '%1', not '%2'").arg(m.var.name, var));
+    save.file = loader.expand(save.file);
+    m.saves << save;
+}
 
 } // namespace
 
@@ -296,197 +517,29 @@ bool ModelLoader::readDeclarations(QString &error)
         seen.insert(kind);
 
         if (!f.error.isEmpty()) {
+            // declared twice: nothing more to read
         } else if (kind == QLatin1String("Simulation")) {
-            f.allowOnly(
-                {"name", "description", "endTime", "timeStep", "wallTimePerStep", "sampleEvery"})
-                && f.text("name", m.name, true) && f.text("description", m.description)
-                && f.positive("endTime", m.endTime) && f.positive("timeStep", m.timeStep)
-                && f.number("wallTimePerStep", m.wallTimePerStep)
-                && f.integer("sampleEvery", m.sampleEvery, 1);
-            if (f.error.isEmpty() && (m.wallTimePerStep < 0 || m.wallTimePerStep > 60))
-                f.fail(QStringLiteral("wallTimePerStep must be 0 to 60 seconds"));
-            if (f.error.isEmpty() && m.endTime / m.timeStep > 1e7)
-                f.fail(QStringLiteral("endTime / timeStep gives more than 10 million steps"));
+            readSimulation(f, m);
         } else if (kind == QLatin1String("Mesh")) {
-            QString type = QStringLiteral("line");
-            f.allowOnly({"name", "type", "length", "cells", "width", "height", "cellsX", "cellsY"})
-                && f.text("name", m.mesh.name) && f.text("type", type);
-            if (f.error.isEmpty() && type == QLatin1String("line")) {
-                m.mesh.dim = 1;
-                f.positive("length", m.mesh.lengthX) && f.integer("cells", m.mesh.cellsX, 1, true);
-            } else if (f.error.isEmpty() && type == QLatin1String("rectangle")) {
-                m.mesh.dim = 2;
-                f.positive("width", m.mesh.lengthX) && f.positive("height", m.mesh.lengthY)
-                    && f.integer("cellsX", m.mesh.cellsX, 1, true)
-                    && f.integer("cellsY", m.mesh.cellsY, 1, true);
-            } else if (f.error.isEmpty()) {
-                f.fail(
-                    QStringLiteral("type must be \"line\" or \"rectangle\", not '%1'").arg(type));
-            }
-            if (f.error.isEmpty() && double(m.mesh.cellsX + 1) * (m.mesh.cellsY + 1) > 4e6)
-                f.fail(QStringLiteral("more than 4 million nodes"));
+            readMesh(f, m);
         } else if (kind == QLatin1String("StateVar")) {
-            f.allowOnly({"name", "unit", "initial"}) && f.text("name", m.var.name)
-                && f.text("unit", m.var.unit)
-                && f.numberOrFunction("initial", m.var.initial, m.var.initialRef, false);
+            readStateVar(f, m);
         } else if (kind == QLatin1String("PropertySet")) {
-            f.allowOnly({"name", "conductivity", "density", "heatCapacity", "heatSource"})
-                && f.text("name", m.material.name)
-                && f.positive("conductivity", m.material.conductivity)
-                && f.positive("density", m.material.density)
-                && f.positive("heatCapacity", m.material.heatCapacity)
-                && f.number("heatSource", m.material.heatSource);
+            readPropertySet(f, m);
         } else if (kind == QLatin1String("BoundaryCondition")) {
-            Model::Boundary b;
-            QString type;
-            if (f.allowOnly({"side", "type", "value", "h", "ambient"})
-                && f.side("side", b.side, twoDWanted) && f.text("type", type, true)) {
-                if (type == QLatin1String("temperature")) {
-                    b.type = Model::BcType::Temperature;
-                    f.numberOrFunction("value", b.value, b.valueRef, true);
-                } else if (type == QLatin1String("flux")) {
-                    b.type = Model::BcType::Flux;
-                    f.numberOrFunction("value", b.value, b.valueRef, true);
-                } else if (type == QLatin1String("convection")) {
-                    b.type = Model::BcType::Convection;
-                    f.positive("h", b.h)
-                        && f.numberOrFunction("ambient", b.ambient, b.valueRef, true);
-                } else {
-                    f.fail(QStringLiteral("type must be \"temperature\", \"flux\" or "
-                                          "\"convection\", not '%1'")
-                               .arg(type));
-                }
-            }
-            for (const auto &other : qAsConst(m.boundaries))
-                if (f.error.isEmpty() && other.side == b.side)
-                    f.fail(QStringLiteral("side %1 has a condition already")
-                               .arg(Model::sideName(b.side)));
-            m.boundaries << b;
+            readBoundaryCondition(f, m, twoDWanted);
         } else if (kind == QLatin1String("NumericalSolver")) {
-            f.allowOnly({"method", "tolerance", "maxIterations"})
-                && f.text("method", m.solver.method)
-                && f.positive("tolerance", m.solver.tolerance, false)
-                && f.integer("maxIterations", m.solver.maxIterations, 1);
-            if (f.error.isEmpty() && m.solver.method != QLatin1String("cg")
-                && m.solver.method != QLatin1String("gaussSeidel"))
-                f.fail(QStringLiteral("method must be \"cg\" or \"gaussSeidel\", not '%1'")
-                           .arg(m.solver.method));
+            readNumericalSolver(f, m);
         } else if (kind == QLatin1String("PhysicalMethod")) {
-            QString type = QStringLiteral("heatConduction"),
-                    scheme = QStringLiteral("implicitEuler");
-            f.allowOnly({"type", "timeScheme"}) && f.text("type", type)
-                && f.text("timeScheme", scheme);
-            if (f.error.isEmpty() && type != QLatin1String("heatConduction"))
-                f.fail(QStringLiteral("only type \"heatConduction\" is available, not '%1'")
-                           .arg(type));
-            if (f.error.isEmpty() && scheme != QLatin1String("implicitEuler"))
-                f.fail(QStringLiteral("only timeScheme \"implicitEuler\" is available, not '%1'")
-                           .arg(scheme));
+            readPhysicalMethod(f, m);
         } else if (kind == QLatin1String("SpatialIndex")) {
-            Model::Index index;
-            if (f.allowOnly({"name", "indexType", "points"}) && f.text("name", index.name, true)
-                && f.integer("indexType", index.type, 0)) {
-                if (index.type > 2)
-                    f.fail(QStringLiteral("indexType must be 0, 1 or 2"));
-                lua_getfield(L, -1, "points");
-                if (f.error.isEmpty() && !lua_istable(L, -1))
-                    f.fail(QStringLiteral("points must be a list of { label, x = ..., y = ... }"));
-                const int n = f.error.isEmpty() ? int(luaL_len(L, -1)) : 0;
-                for (int k = 1; k <= n && f.error.isEmpty(); ++k) {
-                    lua_geti(L, -1, k);
-                    Model::Probe probe;
-                    if (!lua_istable(L, -1)) {
-                        f.fail(QStringLiteral("point %1 must be a table").arg(k));
-                    } else {
-                        lua_geti(L, -1, 1);
-                        probe.label = lua_isstring(L, -1) ? QString::fromUtf8(lua_tostring(L, -1))
-                                                          : QStringLiteral("point %1").arg(k);
-                        lua_pop(L, 1);
-                        f.number("x", probe.x, true) && f.number("y", probe.y);
-                    }
-                    lua_pop(L, 1);
-                    index.points << probe;
-                }
-                lua_pop(L, 1);
-                if (f.error.isEmpty() && index.points.isEmpty())
-                    f.fail(QStringLiteral("points is empty"));
-            }
-            m.indexes << index;
+            readSpatialIndex(f, m);
         } else if (kind == QLatin1String("MonitorRule")) {
-            Model::Rule rule;
-            QString indexName;
-            if (f.allowOnly({"name", "index", "track"}) && f.text("name", rule.name, true)
-                && f.text("index", indexName)) {
-                if (!indexName.isEmpty()) {
-                    for (int k = 0; k < m.indexes.size(); ++k)
-                        if (m.indexes[k].name == indexName)
-                            rule.index = k;
-                    if (rule.index < 0)
-                        f.fail(QStringLiteral("no SpatialIndex named '%1' is declared before it")
-                                   .arg(indexName));
-                }
-                lua_getfield(L, -1, "track");
-                if (f.error.isEmpty() && !lua_istable(L, -1))
-                    f.fail(
-                        QStringLiteral("track must be a list of { name = ..., quantity = ... }"));
-                const int n = f.error.isEmpty() ? int(luaL_len(L, -1)) : 0;
-                for (int k = 1; k <= n && f.error.isEmpty(); ++k) {
-                    lua_geti(L, -1, k);
-                    Model::Tracked t;
-                    if (!lua_istable(L, -1)) {
-                        f.fail(QStringLiteral("track entry %1 must be a table").arg(k));
-                    } else if (f.allowOnly({"name", "quantity", "unit", "side", "rows", "cols"})
-                        && f.text("name", t.name, true) && f.text("quantity", t.quantity, true)
-                        && f.text("unit", t.unit)) {
-                        const QStringList known {
-                            "max", "min", "mean", "minMeanMax", "probes", "heatFlux", "script"};
-                        if (!known.contains(t.quantity))
-                            f.fail(QStringLiteral("quantity of '%1' must be one of %2, not '%3'")
-                                       .arg(t.name, known.join(QStringLiteral(", ")), t.quantity));
-                        else if (t.quantity == QLatin1String("heatFlux"))
-                            f.side("side", t.side, m.mesh.dim == 2);
-                        else if (t.quantity == QLatin1String("probes") && rule.index < 0)
-                            f.fail(QStringLiteral("'%1' tracks probes but the rule has no index")
-                                       .arg(t.name));
-                        else if (t.quantity == QLatin1String("script"))
-                            f.integer("rows", t.rows, 1) && f.integer("cols", t.cols, 1);
-                        if (t.quantity == QLatin1String("minMeanMax"))
-                            t.rows = 3;
-                        if (t.unit.isEmpty() && t.quantity == QLatin1String("heatFlux"))
-                            t.unit = QStringLiteral("W/m2");
-                    }
-                    lua_pop(L, 1);
-                    rule.values << t;
-                }
-                lua_pop(L, 1);
-            }
-            m.rules << rule;
+            readMonitorRule(f, m, twoDWanted);
         } else if (kind == QLatin1String("ProcessScript")) {
-            Model::Script script;
-            script.line = line;
-            if (lua_isfunction(L, -1)) {
-                lua_pushvalue(L, -1);
-                script.funcRef = luaL_ref(L, LUA_REGISTRYINDEX);
-            } else if (f.allowOnly({"every", "run"}) && f.integer("every", script.every, 1)) {
-                lua_getfield(L, -1, "run");
-                if (lua_isfunction(L, -1))
-                    script.funcRef = luaL_ref(L, LUA_REGISTRYINDEX);
-                else {
-                    lua_pop(L, 1);
-                    f.fail(QStringLiteral("run must be a function"));
-                }
-            }
-            m.scripts << script;
+            readProcessScript(f, m, line);
         } else if (kind == QLatin1String("SaveRule")) {
-            Model::Save save;
-            QString var = m.var.name;
-            f.allowOnly({"var", "every", "file"}) && f.text("var", var)
-                && f.integer("every", save.every, 1) && f.text("file", save.file, true);
-            if (f.error.isEmpty() && var != m.var.name)
-                f.fail(QStringLiteral("var must be the state variable '%1', not '%2'")
-                           .arg(m.var.name, var));
-            save.file = expand(save.file);
-            m.saves << save;
+            readSaveRule(f, m, *this);
         } else {
             f.fail(QStringLiteral("not available in this simulator"));
         }

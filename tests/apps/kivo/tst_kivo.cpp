@@ -145,6 +145,14 @@ private slots:
             "local t = {}\nfor i = 1, 1e9 do t[i] = string.rep('x', 1000) .. i end\n");
         const QString smallMemory = writeModel(
             QStringLiteral("smallmemory.lua"), "limits = { luaMemoryMB = 8 }\n", false);
+        const QString twice = writeModel(
+            QStringLiteral("twice.lua"), "Mesh{ type = 'line', length = 1, cells = 2 }\n");
+        const QString noIndex = writeModel(
+            QStringLiteral("noindex.lua"), "MonitorRule{ name = 'r', index = 'tc', track = {} }\n");
+        const QString topOfLine = writeModel(QStringLiteral("top.lua"),
+            "BoundaryCondition{ side = 'top', type = 'flux', value = 1 }\n");
+        const QString outside = writeModel(QStringLiteral("outside.lua"),
+            "SpatialIndex{ name = 'p', points = { { 'beyond', x = 1.5 } } }\n");
         const QString badConfig
             = writeModel(QStringLiteral("badconfig.lua"), "log = { level = 'loud' }\n", false);
 
@@ -193,6 +201,13 @@ private slots:
             << QStringList {vector} << 2 << "'v' has 1 components";
         QTest::newRow("memory cap stops a greedy model")
             << QStringList {"-c", smallMemory, greedy} << 2 << "not enough memory";
+        QTest::newRow("second mesh")
+            << QStringList {twice} << 2 << "twice.lua:6: Mesh: declared twice";
+        QTest::newRow("rule with an undeclared index")
+            << QStringList {noIndex} << 2 << "no SpatialIndex named 'tc'";
+        QTest::newRow("a line has no top side") << QStringList {topOfLine} << 2 << "not 'top'";
+        QTest::newRow("probe outside the mesh")
+            << QStringList {outside} << 2 << "'beyond' lies outside";
         QTest::newRow("missing configuration file")
             << QStringList {"-c", dir.filePath("none.lua"), fast} << 4 << "none.lua does not exist";
         QTest::newRow("configuration value of the wrong type")
