@@ -40,9 +40,7 @@ int SimulationDriver::run()
             log.log(Logger::Info, QStringLiteral("No monitoring client connected; going on."));
     }
     if (control.stopRequested())
-        return finish(control.request() == SimulationControl::Cancel ? MonitorSink::Status::Canceled
-                                                                     : MonitorSink::Status::Aborted,
-            control.request() == SimulationControl::Cancel ? Success : Terminated);
+        return stopped();
 
     sinceStart.start();
     info.loadingTime = QDateTime::currentDateTime();
@@ -52,25 +50,32 @@ int SimulationDriver::run()
     loadTimer.start();
     QString error;
     if (!load(error)) {
-        if (control.stopRequested())
-            return finish(control.request() == SimulationControl::Cancel
-                    ? MonitorSink::Status::Canceled
-                    : MonitorSink::Status::Aborted,
-                control.request() == SimulationControl::Cancel ? Success : Terminated,
-                QStringLiteral("Loading stopped on request."));
-        return finish(MonitorSink::Status::Aborted, ModelError, error);
+        // A stop request breaks into a running script with a Lua error of its own.
+        return control.stopRequested() ? stopped()
+                                       : finish(MonitorSink::Status::Aborted, ModelError, error);
     }
-    const Model &m = loader.model();
     log.log(Logger::Time, QStringLiteral("Model loaded in %1 ms").arg(loadTimer.elapsed()));
     log.log(Logger::Memory,
         QStringLiteral("Lua memory after loading: %1 KiB; solver: %2 KiB")
             .arg(loader.lua().memoryUsed() / 1024)
             .arg(solver.memoryBytes() / 1024));
 
-    const int steps = int(std::ceil(m.endTime / m.timeStep - 1e-9));
     info.runningTime = QDateTime::currentDateTime();
     sink.simulationInfo(info);
     sink.statusChanged(MonitorSink::Status::Running, info.runningTime);
+    const int code = runSteps();
+
+    log.log(Logger::Memory,
+        QStringLiteral("Lua memory peak: %1 KiB; solver: %2 KiB")
+            .arg(loader.lua().memoryPeak() / 1024)
+            .arg(solver.memoryBytes() / 1024));
+    return code;
+}
+
+int SimulationDriver::runSteps()
+{
+    const Model &m = loader.model();
+    const int steps = int(std::ceil(m.endTime / m.timeStep - 1e-9));
     log.log(Logger::Notice,
         QStringLiteral("Running '%1': %2 steps of %3 s on %4 nodes")
             .arg(m.name)
@@ -81,19 +86,19 @@ int SimulationDriver::run()
     const auto pace = std::chrono::duration_cast<std::chrono::steady_clock::duration>(
         std::chrono::duration<double>(m.wallTimePerStep));
     double solveMs = 0;
+    QString error;
     HeatSolver::StepResult result;
     if (!runScripts(0, error) || !sample(0, result, error))
-        return finish(MonitorSink::Status::Aborted, ModelError, error);
-    if (!saveFields(0, error))
-        return finish(MonitorSink::Status::Aborted, FileError, error);
-    for (int step = 1; step <= steps; ++step) {
-        if (control.stopRequested())
-            break;
+        return control.stopRequested() ? stopped()
+                                       : finish(MonitorSink::Status::Aborted, ModelError, error);
+    for (int step = 1; step <= steps && !control.stopRequested(); ++step) {
         const auto stepStart = std::chrono::steady_clock::now();
         // Every step is a full time step: the last one may end past endTime.
         const double next = step * m.timeStep;
         if (!updateBoundaries(next, error))
-            return finish(MonitorSink::Status::Aborted, ModelError, error);
+            return control.stopRequested()
+                ? stopped()
+                : finish(MonitorSink::Status::Aborted, ModelError, error);
         QElapsedTimer solveTimer;
         solveTimer.start();
         result = solver.step();
@@ -101,15 +106,13 @@ int SimulationDriver::run()
         time = next;
         if (!result.converged && ++notConverged <= 5)
             log.log(Logger::Warning,
-                QStringLiteral("Step %1: the linear solver stopped after %2 "
-                               "iterations with residual %3 (tolerance %4)%5")
+                QStringLiteral("Step %1: the linear solver stopped after %2 iterations with "
+                               "residual %3 (tolerance %4)%5")
                     .arg(step)
                     .arg(result.iterations)
                     .arg(result.residual, 0, 'g', 3)
                     .arg(m.solver.tolerance, 0, 'g', 3)
-                    .arg(notConverged == 5 ? QStringLiteral("; further such "
-                                                            "warnings are "
-                                                            "not shown")
+                    .arg(notConverged == 5 ? QStringLiteral("; further such warnings are not shown")
                                            : QString()));
         log.log(Logger::Debug,
             QStringLiteral("Step %1: %2 iterations, residual %3")
@@ -117,8 +120,9 @@ int SimulationDriver::run()
                 .arg(result.iterations)
                 .arg(result.residual, 0, 'g', 3));
         if (!runScripts(step, error))
-            return finish(MonitorSink::Status::Aborted,
-                control.stopRequested() ? Terminated : ModelError, error);
+            return control.stopRequested()
+                ? stopped()
+                : finish(MonitorSink::Status::Aborted, ModelError, error);
         if ((step % m.sampleEvery == 0 || step == steps) && !sample(step, result, error))
             return finish(MonitorSink::Status::Aborted, ModelError, error);
         if (!saveFields(step, error))
@@ -147,27 +151,25 @@ int SimulationDriver::run()
         QStringLiteral("Solver time: %1 ms; wall time: %2 ms")
             .arg(solveMs, 0, 'f', 1)
             .arg(sinceStart.elapsed()));
-    log.log(Logger::Memory,
-        QStringLiteral("Lua memory peak: %1 KiB; solver: %2 KiB")
-            .arg(loader.lua().memoryPeak() / 1024)
-            .arg(solver.memoryBytes() / 1024));
-    switch (control.request()) {
-    case SimulationControl::Cancel:
-        log.log(
-            Logger::Notice, QStringLiteral("Simulation canceled at t = %1 s.").arg(number(time)));
-        return finish(MonitorSink::Status::Canceled, Success);
-    case SimulationControl::Terminate:
-        return finish(MonitorSink::Status::Aborted, Terminated,
-            QStringLiteral("Simulation terminated at t = %1 s.").arg(number(time)));
-    case SimulationControl::None:
-        break;
-    }
+    if (control.stopRequested())
+        return stopped();
     log.log(Logger::Notice,
-        QStringLiteral("Simulation finished at t = %1 s: %2 min %3, mean %4, "
-                       "max %5 %6")
+        QStringLiteral("Simulation finished at t = %1 s: %2 min %3, mean %4, max %5 %6")
             .arg(number(time), m.var.name, number(solver.min()), number(solver.mean()),
                 number(solver.max()), m.var.unit));
     return finish(MonitorSink::Status::Finished, Success);
+}
+
+// Cancel ends like a finished run (exit code 0), terminate as a failure.
+int SimulationDriver::stopped()
+{
+    if (control.request() == SimulationControl::Cancel) {
+        log.log(
+            Logger::Notice, QStringLiteral("Simulation canceled at t = %1 s.").arg(number(time)));
+        return finish(MonitorSink::Status::Canceled, Success);
+    }
+    return finish(MonitorSink::Status::Aborted, Terminated,
+        QStringLiteral("Simulation terminated at t = %1 s.").arg(number(time)));
 }
 
 int SimulationDriver::finish(MonitorSink::Status status, int code, const QString &error)

@@ -41,6 +41,8 @@ private:
     };
 
     bool load(QString &error);
+    int runSteps();
+    int stopped();
     void describeRules();
     bool initialValues(QString &error);
     bool updateBoundaries(double t, QString &error);

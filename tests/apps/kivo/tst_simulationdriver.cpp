@@ -31,6 +31,7 @@ public:
     SimulationControl *control = nullptr;
     int waitedFor = -2;
     std::function<void(RecordingSink &)> onBatch;
+    std::function<void(RecordingSink &)> onRules;
 
     void setControl(SimulationControl *c) override { control = c; }
     bool waitForClient(int timeoutMs) override
@@ -59,6 +60,8 @@ public:
         events << QStringLiteral("rules");
         rules = r;
         values = v;
+        if (onRules)
+            onRules(*this);
     }
     void indexData(int ruleId, int indexType, const QStringList &labels) override
     {
@@ -234,6 +237,23 @@ private slots:
             int(SimulationDriver::Terminated));
         QCOMPARE(sink.batches.size(), 3);
         QCOMPARE(sink.statuses.last(), MonitorSink::Status::Aborted);
+    }
+
+    // The request is there before the endless script starts: the instruction
+    // hook has to break into it.
+    void cancelBreaksIntoARunawayScript()
+    {
+        const QString model = write("endless.lua",
+            "Simulation{ name = 'e', endTime = 3, timeStep = 1 }\n"
+            "Mesh{ type = 'line', length = 1, cells = 2 }\n"
+            "StateVar{ initial = 1 }\n"
+            "PropertySet{ conductivity = 1, density = 1, heatCapacity = 1 }\n"
+            "ProcessScript(function(s) while true do end end)\n");
+        RecordingSink sink;
+        sink.onRules = [](RecordingSink &s) { s.control->requestCancel(); };
+        QCOMPARE(run(model, sink), 0);
+        QCOMPARE(sink.statuses.last(), MonitorSink::Status::Canceled);
+        QVERIFY(sink.batches.isEmpty());
     }
 
     void waitsForAClientBeforeLoading()
