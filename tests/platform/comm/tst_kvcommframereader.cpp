@@ -65,6 +65,7 @@ class tst_KvCommFrameReader : public QObject
 
 private slots:
     void everyMessageSurvivesARoundTrip();
+    void samplesFrameMatchesTheDocumentedBytes();
     void samplesKeepValuesSequenceAndElapsedTime();
     void framesSplitAtAnyByteAreReassembled();
     void unknownTypesAndKeysAreSkipped();
@@ -166,6 +167,25 @@ void tst_KvCommFrameReader::everyMessageSurvivesARoundTrip()
     QVERIFY(!reader.readNext(m));
     QVERIFY(!reader.hasError());
     QCOMPARE(reader.bufferedBytes(), 0);
+}
+
+void tst_KvCommFrameReader::samplesFrameMatchesTheDocumentedBytes()
+{
+    // The example of docs/protocol.md, byte for byte.
+    const QByteArray expected = QByteArray::fromHex(
+        "0000002d"
+        "a6"
+        "000b"
+        "011828"
+        "020a"
+        "03820007"
+        "04820102"
+        "05d8565818"
+        "000000000000e03f"
+        "000000000000f03f0000000000000040");
+    const QByteArray frame = KvCommFrameWriter::samples(
+        {KvCommClientTrackedData(0, {0.5}), KvCommClientTrackedData(7, {1.0, 2.0})}, 40, 10);
+    QCOMPARE(frame.toHex(), expected.toHex());
 }
 
 void tst_KvCommFrameReader::samplesKeepValuesSequenceAndElapsedTime()
