@@ -42,10 +42,25 @@ public:
 
     qsizetype remaining() const { return m_size - qsizetype(r.currentOffset()); }
 
-    bool skip()
+    // Skips one item of any type. Not QCborStreamReader::next(): it reads
+    // strings whole, allocating whatever their header claims.
+    bool skip(int depth = 0)
     {
-        if (!r.next(16))
-            return cborOk() && fail(QStringLiteral("item nested too deeply"));
+        if (depth > 16)
+            return fail(QStringLiteral("item nested too deeply"));
+        if (r.isString() || r.isByteArray())
+            return readChunks(m_text, "skipped string");
+        if (r.isContainer()) {
+            if (!r.enterContainer())
+                return cborOk() && fail(QStringLiteral("malformed container"));
+            while (cborOk() && r.hasNext()) {
+                if (!skip(depth + 1))
+                    return false;
+            }
+            return cborOk() && leave();
+        }
+        if (!r.next())
+            return cborOk() && fail(QStringLiteral("malformed item"));
         return cborOk();
     }
 
@@ -83,14 +98,33 @@ public:
     {
         if (!r.isString())
             return fail(QStringLiteral("%1 is not a text string").arg(QLatin1String(what)));
-        out.clear();
-        auto res = r.readString();
-        while (res.status == QCborStreamReader::Ok) {
-            out += res.data;
-            res = r.readString();
+        if (!readChunks(m_text, what))
+            return false;
+        out = QString::fromUtf8(m_text.data(), int(m_text.size()));
+        return true;
+    }
+
+    // Reads a text or byte string chunk by chunk into `out`. Every announced
+    // chunk size is checked against the rest of the frame first: Qt's own
+    // readString() allocates whatever a string header claims.
+    bool readChunks(std::vector<char> &out, const char *what)
+    {
+        size_t used = 0;
+        for (;;) {
+            qsizetype chunk = r.currentStringChunkSize();
+            if (chunk < 0)
+                chunk = 0;
+            if (chunk > remaining())
+                return fail(QStringLiteral("%1 is longer than the frame").arg(QLatin1String(what)));
+            out.resize(used + size_t(chunk));
+            const auto res = r.readStringChunk(out.data() + used, chunk);
+            if (res.status == QCborStreamReader::EndOfString)
+                break;
+            if (res.status == QCborStreamReader::Error)
+                return cborOk() && fail(QStringLiteral("%1: invalid string").arg(QLatin1String(what)));
+            used += size_t(res.data);
         }
-        if (res.status == QCborStreamReader::Error)
-            return cborOk() && fail(QStringLiteral("%1: invalid text").arg(QLatin1String(what)));
+        out.resize(used);
         return cborOk();
     }
 
@@ -181,27 +215,12 @@ public:
             return false;
         if (!r.isByteArray())
             return fail(QStringLiteral("sample values are not a byte string"));
-        size_t used = 0;
-        for (;;) {
-            qsizetype chunk = r.currentStringChunkSize();
-            if (chunk < 0)
-                chunk = 0;
-            if (chunk > remaining())
-                return fail(QStringLiteral("byte string longer than the frame"));
-            out.resize(used + size_t(chunk));
-            const auto res = r.readStringChunk(out.data() + used, chunk);
-            if (res.status == QCborStreamReader::EndOfString)
-                break;
-            if (res.status == QCborStreamReader::Error)
-                return cborOk() && fail(QStringLiteral("invalid byte string"));
-            used += size_t(res.data);
-        }
-        out.resize(used);
-        return cborOk();
+        return readChunks(out, "sample values");
     }
 
 private:
     qsizetype m_size = 0;
+    std::vector<char> m_text;
 };
 
 constexpr qint64 IntMax = std::numeric_limits<int>::max();

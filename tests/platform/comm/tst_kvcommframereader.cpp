@@ -354,6 +354,10 @@ void tst_KvCommFrameReader::malformedFramesAreErrors_data()
                                                                    << "";
     QByteArray stringLie = QByteArray::fromHex("a2000e02" "7a7fffffff" "41");
     QTest::newRow("text announcing 2 GiB in a 10-byte frame") << frameOf(stringLie) << "";
+    QTest::newRow("text announcing 1.8 GB in a 17-byte frame")
+        << QByteArray::fromBase64("AAAAEaUACgEAAgADgnpuMWJuMgQD") << "longer than the frame";
+    QTest::newRow("skipped unknown field announcing 1.8 GB")
+        << frameOf(QByteArray::fromHex("a2000e18637a6e31626e41")) << "longer than the frame";
     QByteArray truncatedBody = KvCommFrameWriter::log(2, QStringLiteral("truncated")).mid(4);
     truncatedBody.chop(3);
     QTest::newRow("body ends inside a string") << frameOf(truncatedBody) << "";
