@@ -56,6 +56,9 @@ public:
     void disconnectFromServer();
     /// Sends KvCommControlCancel or KvCommControlTerminate to the simulation.
     void sendControlRequest(KvCommControlOptions request);
+    /// Heartbeat period and the silence after which the server counts as
+    /// dead (defaults 5000 and 20000 ms); call before connectToServer().
+    void setHeartbeat(int intervalMs, int deadAfterMs);
 
     /// The simulation data of the connection; never null.
     QSharedPointer<KvCommClientData> clientData() const;
