@@ -3,8 +3,12 @@
 #include "logger.h"
 #include "monitorsettings.h"
 #include "nullmonitorsink.h"
+#include "servermonitorsink.h"
 #include "simulationcontrol.h"
 #include "simulationdriver.h"
+
+#include "kvcommprotocol.h"
+#include "kvcommserver.h"
 
 #include <QCoreApplication>
 #include <QDir>
@@ -15,6 +19,7 @@
 
 #include <csignal>
 #include <cstdio>
+#include <memory>
 #include <thread>
 #include <unistd.h>
 
@@ -83,11 +88,12 @@ int main(int argc, char *argv[])
                                 "Physics: transient heat conduction, implicit Euler, 1-D line "
                                 "and 2-D rectangle meshes\n"
                                 "Linear solvers: Conjugate Gradient (Jacobi), Gauss-Seidel\n"
-                                "Monitoring: hook only, no server in this build\n"
+                                "Monitoring: embedded server, protocol version %6\n"
                                 "Default configuration: %5\n")
                      .arg(QLatin1String(versionLine), QLatin1String(__DATE__),
                          QLatin1String(LUA_RELEASE), QLatin1String(qVersion()),
-                         QDir::toNativeSeparators(Configuration::defaultFile())));
+                         QDir::toNativeSeparators(Configuration::defaultFile()))
+                     .arg(KvCommProtocol::Version));
         return SimulationDriver::Success;
     }
     if (cmd.action == CommandLine::PrintHelp) {
@@ -133,9 +139,40 @@ int main(int argc, char *argv[])
         return SimulationDriver::FileError;
     }
 
-    NullMonitorSink sink;
-    sink.setControl(&control);
-    logger.setSink(&sink, monitor.serverEnabled && monitor.logsThroughServer);
+    // The monitoring server lives on this thread; the worker publishes to it.
+    std::unique_ptr<KvCommServer> server;
+    std::unique_ptr<MonitorSink> sink;
+    if (monitor.serverEnabled) {
+        server.reset(new KvCommServer);
+        server->setIdentity(QStringLiteral("3.1.0"), QStringLiteral("5012"));
+        server->setControlOptions(KvCommControlCancel | KvCommControlTerminate
+                                  | (monitor.logsThroughServer ? KvCommControlLog : 0u));
+        const QHostAddress address = monitor.localOnly ? QHostAddress(QHostAddress::LocalHost)
+                                                       : QHostAddress(QHostAddress::Any);
+        if (!server->listen(address, quint16(monitor.port))) {
+            std::fprintf(stderr, "kivo: error: the monitoring server cannot listen on %s port %d: %s\n",
+                         address.toString().toLocal8Bit().constData(), monitor.port,
+                         server->errorString().toLocal8Bit().constData());
+            return SimulationDriver::FileError;
+        }
+        if (!monitor.connectFile.isEmpty()
+            && !ServerMonitorSink::writeConnectionFile(monitor.connectFile, server->serverPort(),
+                                                       monitor.localOnly, error)) {
+            std::fprintf(stderr, "kivo: error: %s\n", error.toLocal8Bit().constData());
+            return SimulationDriver::FileError;
+        }
+        sink.reset(new ServerMonitorSink(server.get()));
+        QObject::connect(server.get(), &KvCommServer::clientDropped, &app,
+                         [&logger](const QString &peer, const QString &reason) {
+                             logger.log(Logger::Warning,
+                                        QStringLiteral("Monitoring client %1 dropped: %2\n")
+                                            .arg(peer, reason));
+                         });
+    } else {
+        sink.reset(new NullMonitorSink);
+    }
+    sink->setControl(&control);
+    logger.setSink(sink.get(), monitor.serverEnabled && monitor.logsThroughServer);
     logger.log(Logger::Debug,
         QStringLiteral("Configuration: %1")
             .arg(config.sourceFile.isEmpty() ? QStringLiteral("built-in") : config.sourceFile));
@@ -147,22 +184,30 @@ int main(int argc, char *argv[])
             Logger::Info, QStringLiteral("No monitoring server is started; -wait is ignored."));
         run.waitMs = -1;
     }
-    if (monitor.serverEnabled)
+    if (server)
         logger.log(Logger::Info,
-            QStringLiteral("Monitoring server requested (%1, port %2) but this build has "
-                           "none; running without.")
-                .arg(monitor.localOnly ? QStringLiteral("localhost only")
-                                       : QStringLiteral("all interfaces"))
-                .arg(monitor.port));
+            QStringLiteral("Monitoring server listening on %1 port %2")
+                .arg(monitor.localOnly ? QStringLiteral("localhost") : QStringLiteral("all interfaces"))
+                .arg(server->serverPort()));
 
     // The numbers run on a worker so that the main thread's event loop stays
     // free for a monitoring server.
-    SimulationDriver driver(run, logger, sink, control);
+    SimulationDriver driver(run, logger, *sink, control);
     int exitCode = SimulationDriver::Success;
     std::thread worker([&] {
         exitCode = driver.run();
+        // Clients get everything, the final status included, before we go.
         QMetaObject::invokeMethod(
-            &app, [&app] { app.quit(); }, Qt::QueuedConnection);
+            &app,
+            [&app, &server] {
+                if (!server) {
+                    app.quit();
+                    return;
+                }
+                QObject::connect(server.get(), &KvCommServer::allClosed, &app, &QCoreApplication::quit);
+                server->closeAllAfterFlush(5000);
+            },
+            Qt::QueuedConnection);
     });
     app.exec();
     worker.join();
