@@ -53,7 +53,7 @@ void decoderOnly(const QList<KvCommClientTrackedData> &batch, int batches, qint6
     }
     const double s = clock.nsecsElapsed() / 1e9;
     std::printf("decoder alone: %.3g values/s (%d passes over %d frames, %.1f MB/s)\n", values / s,
-                rounds, n, rounds * double(stream.size()) / s / 1e6);
+        rounds, n, rounds * double(stream.size()) / s / 1e6);
 }
 
 } // namespace
@@ -84,7 +84,7 @@ int main(int argc, char *argv[])
     }
 
     // The server on a thread of its own, like the simulator's main thread.
-    std::atomic<KvCommServer *> server{nullptr};
+    std::atomic<KvCommServer *> server {nullptr};
     QEventLoop *serverLoop = nullptr;
     QThread *serverThread = QThread::create([&] {
         KvCommServer s;
@@ -102,7 +102,7 @@ int main(int argc, char *argv[])
     while (!server.load())
         QThread::yieldCurrentThread();
 
-    std::atomic<qint64> received{0};
+    std::atomic<qint64> received {0};
     QElapsedTimer clock;
     QThread *publisher = nullptr;
     KvCommClient client;
@@ -112,11 +112,11 @@ int main(int argc, char *argv[])
     });
     QObject::connect(&client, &KvCommClient::serverConnected, &app, [&] {
         QObject::connect(client.clientData().data(), &KvCommClientData::trackedDataReceived, &app,
-                         [&](const QList<KvCommClientTrackedData> &list) {
-                             received += list.size();
-                             if (received == qint64(batches) * samplesPerBatch)
-                                 QCoreApplication::exit(0);
-                         });
+            [&](const QList<KvCommClientTrackedData> &list) {
+                received += list.size();
+                if (received == qint64(batches) * samplesPerBatch)
+                    QCoreApplication::exit(0);
+            });
         clock.start();
         publisher = QThread::create([&] {
             for (int k = 0; k < batches; ++k) {
@@ -144,8 +144,8 @@ int main(int argc, char *argv[])
     const double values = double(batches) * valuesPerBatch;
     std::printf("loopback: %d batches of %d samples x %d values in %.3f s: %.3g values/s, "
                 "%.3g samples/s, %.1f MB/s of values\n",
-                batches, samplesPerBatch, valuesPerSample, s, values / s,
-                double(batches) * samplesPerBatch / s, values * 8 / s / 1e6);
+        batches, samplesPerBatch, valuesPerSample, s, values / s,
+        double(batches) * samplesPerBatch / s, values * 8 / s / 1e6);
     decoderOnly(batch, batches, valuesPerBatch);
     return 0;
 }

@@ -32,10 +32,7 @@ KvCommClientPrivate::KvCommClientPrivate(KvCommClient *q)
     QObject::connect(&processTimer, &QTimer::timeout, q, [this] { process(); });
 }
 
-KvCommClientPrivate::~KvCommClientPrivate()
-{
-    dropSocket();
-}
+KvCommClientPrivate::~KvCommClientPrivate() { dropSocket(); }
 
 QString KvCommClientPrivate::where() const
 {
@@ -67,7 +64,7 @@ void KvCommClientPrivate::start()
     socket->setReadBufferSize(MaxBuffered);
     QObject::connect(socket, &QTcpSocket::connected, q, [this] { onConnected(); });
     QObject::connect(socket, &QTcpSocket::errorOccurred, q,
-                     [this](QAbstractSocket::SocketError e) { onError(e); });
+        [this](QAbstractSocket::SocketError e) { onError(e); });
     QObject::connect(socket, &QTcpSocket::disconnected, q, [this] { onDisconnected(); });
     QObject::connect(socket, &QTcpSocket::readyRead, q, [this] { onReadyRead(); });
     if (q->m_timeout > 0)
@@ -120,7 +117,8 @@ void KvCommClientPrivate::onError(QAbstractSocket::SocketError error)
     if (error == QAbstractSocket::RemoteHostClosedError)
         return; // disconnected() follows; the frames still buffered count
     if (q->m_state == KvCommClient::Connecting || q->m_state == KvCommClient::Connected) {
-        closeReason = QStringLiteral("Connection to %1 broken: %2").arg(where(), socket->errorString());
+        closeReason
+            = QStringLiteral("Connection to %1 broken: %2").arg(where(), socket->errorString());
         onDisconnected();
     }
 }
@@ -159,8 +157,9 @@ void KvCommClientPrivate::onAttemptTimeout()
 void KvCommClientPrivate::onHeartbeat()
 {
     if (lastReceived.isValid() && lastReceived.elapsed() > deadAfter) {
-        const QString msg = QStringLiteral("No data from %1 for %2: the connection is considered lost")
-                                .arg(where(), seconds(lastReceived.elapsed()));
+        const QString msg
+            = QStringLiteral("No data from %1 for %2: the connection is considered lost")
+                  .arg(where(), seconds(lastReceived.elapsed()));
         if (q->m_state == KvCommClient::Connecting)
             fail(msg);
         else
@@ -187,7 +186,7 @@ void KvCommClientPrivate::pull()
     if (!socket)
         return;
     const qint64 want = qMax<qint64>(MaxBuffered, reader.bufferedBytes() + reader.bytesMissing())
-                        - reader.bufferedBytes();
+        - reader.bufferedBytes();
     if (want > 0) {
         const qint64 got = reader.readFrom(socket, want);
         if (got > 0)
@@ -207,8 +206,12 @@ void KvCommClientPrivate::process()
         pull();
         if (!reader.readNext(message)) {
             if (reader.hasError()) {
-                protocolError(QStringLiteral("Invalid data from %1: %2")
-                                  .arg(where(), reader.errorString()));
+                // Before the greeting, garbage means another kind of server
+                // (or a proxy) answered: say so rather than how it failed.
+                protocolError(greeted ? QStringLiteral("Invalid data from %1: %2")
+                                            .arg(where(), reader.errorString())
+                                      : QStringLiteral("%1 is not a Kivo monitoring server (%2)")
+                                            .arg(where(), reader.errorString()));
                 return;
             }
             if (peerClosed && (!socket || socket->bytesAvailable() == 0))
@@ -231,9 +234,9 @@ void KvCommClientPrivate::endOfStream()
 {
     if (q->m_state == KvCommClient::Connecting) {
         fail(closeReason.isEmpty()
-                 ? QStringLiteral("The server at %1 closed the connection before it was ready")
-                       .arg(where())
-                 : closeReason);
+                ? QStringLiteral("The server at %1 closed the connection before it was ready")
+                      .arg(where())
+                : closeReason);
         return;
     }
     if (reader.bufferedBytes() > 0) {
@@ -324,8 +327,8 @@ bool KvCommClientPrivate::handle(KvCommMessage &m)
     using namespace KvCommProtocol;
     const bool connected = q->m_state == KvCommClient::Connected;
     if (!greeted && m.type != Hello && m.type != Error) {
-        protocolError(QStringLiteral("%1 is not a Kivo monitoring server (it did not greet)")
-                          .arg(where()));
+        protocolError(
+            QStringLiteral("%1 is not a Kivo monitoring server (it did not greet)").arg(where()));
         return false;
     }
     // Everything the store receives goes through locals: a receiver may
@@ -339,7 +342,8 @@ bool KvCommClientPrivate::handle(KvCommMessage &m)
     case ControlRequest:
         return true;
     case Error:
-        protocolError(QStringLiteral("The server at %1 reported an error: %2").arg(where(), m.text));
+        protocolError(
+            QStringLiteral("The server at %1 reported an error: %2").arg(where(), m.text));
         return false;
     case Hello:
         if (greeted) {
@@ -347,8 +351,8 @@ bool KvCommClientPrivate::handle(KvCommMessage &m)
             return false;
         }
         if (m.magic != QLatin1String(KvCommProtocol::Magic)) {
-            protocolError(QStringLiteral("%1 is not a Kivo monitoring server (wrong greeting)")
-                              .arg(where()));
+            protocolError(
+                QStringLiteral("%1 is not a Kivo monitoring server (wrong greeting)").arg(where()));
             return false;
         }
         q->m_protocolVersion = quint16(qMin<quint32>(m.protocolVersion, 0xffff));
@@ -450,9 +454,10 @@ bool KvCommClientPrivate::handle(KvCommMessage &m)
         inHistory = true;
         droppedHistory = m.droppedSamples;
         if (m.droppedSamples > 0) {
-            emit q->logDataReceived(4, QStringLiteral("The server dropped the oldest %1 samples of "
-                                                      "its history to bound its memory\n")
-                                           .arg(m.droppedSamples));
+            emit q->logDataReceived(4,
+                QStringLiteral("The server dropped the oldest %1 samples of "
+                               "its history to bound its memory\n")
+                    .arg(m.droppedSamples));
         }
         break;
     case HistoryEnd:

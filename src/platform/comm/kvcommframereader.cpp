@@ -17,8 +17,7 @@ public:
     BodyDecoder(const char *data, qsizetype size)
         : r(data, size)
         , m_size(size)
-    {
-    }
+    { }
 
     QCborStreamReader r;
     QString error;
@@ -84,8 +83,7 @@ public:
         return cborOk();
     }
 
-    template<typename T>
-    bool readIntT(T &out, const char *what, qint64 min, qint64 max)
+    template<typename T> bool readIntT(T &out, const char *what, qint64 min, qint64 max)
     {
         qint64 v = 0;
         if (!readInt(v, what, min, max))
@@ -121,7 +119,8 @@ public:
             if (res.status == QCborStreamReader::EndOfString)
                 break;
             if (res.status == QCborStreamReader::Error)
-                return cborOk() && fail(QStringLiteral("%1: invalid string").arg(QLatin1String(what)));
+                return cborOk()
+                    && fail(QStringLiteral("%1: invalid string").arg(QLatin1String(what)));
             used += size_t(res.data);
         }
         out.resize(used);
@@ -467,8 +466,8 @@ bool KvCommFrameReader::readNext(KvCommMessage &message)
     return true;
 }
 
-bool KvCommFrameReader::decodeBody(const char *data, qsizetype size, KvCommMessage &m,
-                                   QString *error)
+bool KvCommFrameReader::decodeBody(
+    const char *data, qsizetype size, KvCommMessage &m, QString *error)
 {
     using namespace KvCommProtocol;
     BodyDecoder d(data, size);
@@ -594,8 +593,8 @@ bool KvCommFrameReader::decodeBody(const char *data, qsizetype size, KvCommMessa
                 ok = d.readIntT(m.ruleId, "rule of index data", 0, IntMax);
             } else if (key == 2) {
                 int type = 0;
-                ok = d.readIntT(type, "index type", 0,
-                                KvCommClientTrackedIndexData::NumIndexTypes - 1);
+                ok = d.readIntT(
+                    type, "index type", 0, KvCommClientTrackedIndexData::NumIndexTypes - 1);
                 if (ok)
                     m.indexData = KvCommClientTrackedIndexData(
                         KvCommClientTrackedIndexData::IndexType(type), m.indexData.lines());
@@ -705,8 +704,8 @@ bool KvCommFrameReader::decodeBody(const char *data, qsizetype size, KvCommMessa
                 values[k] = qFromLittleEndian<double>(in + k * sizeof(double));
 #endif
             in += size_t(n) * sizeof(double);
-            m.samples.append(KvCommClientTrackedData(m_ids[i], std::move(values),
-                                                     firstSequence + qint64(i)));
+            m.samples.append(
+                KvCommClientTrackedData(m_ids[i], std::move(values), firstSequence + qint64(i)));
         }
     }
     return true;

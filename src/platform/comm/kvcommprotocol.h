@@ -18,7 +18,7 @@ constexpr quint32 MaxFrameSize = 16u * 1024u * 1024u;
 constexpr quint64 TagFloat64LE = 86;
 
 constexpr int DefaultHeartbeatInterval = 5000; ///< ms between heartbeats
-constexpr int DefaultDeadAfter = 20000;        ///< ms of silence before a peer is dead
+constexpr int DefaultDeadAfter = 20000; ///< ms of silence before a peer is dead
 
 enum MessageType : quint32 {
     Unknown = 0, ///< a type this side does not know; skipped

@@ -79,16 +79,14 @@ public:
     // Publishing, from any thread. A null time means now.
     void publishStatus(KvCommSimulationStatus status, const QDateTime &time = QDateTime());
     void publishSimulationInfo(const QString &name, const QString &description,
-                               const QStringList &files, const QDateTime &loadingTime,
-                               const QDateTime &runningTime);
+        const QStringList &files, const QDateTime &loadingTime, const QDateTime &runningTime);
     /// Once per simulation, before any index data or sample: rule i's values
     /// are trackedData[first..first + rules[i].numTrackedData), ids in order.
     void publishRuleData(const QVector<KvCommClientTrackedRuleInfo> &rules,
-                         const QVector<KvCommClientTrackedRuleDataInfo> &trackedData);
+        const QVector<KvCommClientTrackedRuleDataInfo> &trackedData);
     /// New name, description or unit of a tracked value.
     void publishTrackedDataInfo(const KvCommClientTrackedRuleDataInfo &info);
-    void publishIndexData(int ruleId, const KvCommClientTrackedIndexData &data,
-                          qint64 elapsedTime);
+    void publishIndexData(int ruleId, const KvCommClientTrackedIndexData &data, qint64 elapsedTime);
     /// One batch; the server numbers the samples (returns the first number).
     /// Index data and samples published before the rule data are discarded.
     qint64 publishSamples(const QList<KvCommClientTrackedData> &samples, qint64 elapsedTime);

@@ -34,6 +34,7 @@ private slots:
     void attemptFailsWithReadableMessage_data();
     void attemptFailsWithReadableMessage();
     void refusedConnectionIsRetriedUntilTheServerListens();
+    void unknownHostFails();
     void brokenStreamWhileConnected_data();
     void brokenStreamWhileConnected();
     void silentServerIsDeclaredDead();
@@ -57,7 +58,7 @@ void tst_KvCommClient::deliversEverySignalInOrder()
     const QDateTime loading = QDateTime::fromMSecsSinceEpoch(1700000000000, Qt::UTC);
     server.publishStatus(KvCommStatusLoading);
     server.publishSimulationInfo(QStringLiteral("heat"), QStringLiteral("a plate"),
-                                 {QStringLiteral("heat.lua")}, loading, QDateTime());
+        {QStringLiteral("heat.lua")}, loading, QDateTime());
 
     KvCommClient client;
     Transcript t;
@@ -131,7 +132,7 @@ void tst_KvCommClient::receiversConnectedInServerConnectedMissNothing()
     Transcript t;
     t.watchClient(&client);
     connect(&client, &KvCommClient::serverConnected, this,
-            [&] { t.watchData(client.clientData().data()); });
+        [&] { t.watchData(client.clientData().data()); });
     client.connectToServer(QStringLiteral("localhost"), server.serverPort(), 5000);
     QTRY_COMPARE(t.lines.size(), 7);
     const QStringList expected = {
@@ -167,15 +168,15 @@ void tst_KvCommClient::attemptFailsWithReadableMessage_data()
         << QByteArray() << false << 300 << "No answer from %1 within 0.3 s";
     QTest::newRow("wrong magic") << badMagic << false << 5000
                                  << "%1 is not a Kivo monitoring server (wrong greeting)";
-    QTest::newRow("newer protocol version")
-        << KvCommFrameWriter::hello(3) << false << 5000
-        << "The server at %1 speaks protocol version 3; this client speaks 1";
+    QTest::newRow("newer protocol version") << KvCommFrameWriter::hello(
+        3) << false << 5000 << "The server at %1 speaks protocol version 3; this client speaks 1";
     QTest::newRow("something else than a greeting first")
         << KvCommFrameWriter::heartbeat() << false << 5000 << "%1 is not a Kivo monitoring server";
     QTest::newRow("oversize frame instead of a greeting")
-        << oversize << false << 5000 << "Invalid data from %1: a frame of 67108864 bytes";
+        << oversize << false << 5000
+        << "%1 is not a Kivo monitoring server (a frame of 67108864 bytes";
     QTest::newRow("garbage") << QByteArray("HTTP/1.1 400 Bad Request\r\n\r\n") << false << 5000
-                             << "Invalid data from %1";
+                             << "%1 is not a Kivo monitoring server";
     QTest::newRow("server closes in the middle of the greeting")
         << halfHello << true << 5000
         << "The server at %1 closed the connection before it was ready";
@@ -203,8 +204,9 @@ void tst_KvCommClient::attemptFailsWithReadableMessage()
     client.connectToServer(QStringLiteral("127.0.0.1"), raw.port(), unsigned(timeout));
     QTRY_COMPARE_WITH_TIMEOUT(t.errors, 1, 10000);
     QCOMPARE(t.lines.size(), 1);
-    QVERIFY2(t.lines.first().startsWith(QStringLiteral("error ") + expected.arg(target(raw.port()))),
-             qPrintable(t.lines.first()));
+    QVERIFY2(
+        t.lines.first().startsWith(QStringLiteral("error ") + expected.arg(target(raw.port()))),
+        qPrintable(t.lines.first()));
     // Nothing else follows an attempt that failed.
     drainEvents();
     QCOMPARE(t.lines.size(), 1);
@@ -234,8 +236,9 @@ void tst_KvCommClient::refusedConnectionIsRetriedUntilTheServerListens()
         t.watchClient(&client);
         client.connectToServer(QStringLiteral("127.0.0.1"), port, 250);
         QTRY_COMPARE(t.errors, 1);
-        QCOMPARE(t.lines.first(), QStringLiteral("error Connection refused by %1 (retried for 0.25 s)")
-                                      .arg(target(port)));
+        QCOMPARE(t.lines.first(),
+            QStringLiteral("error Connection refused by %1 (retried for 0.25 s)")
+                .arg(target(port)));
     }
     // A server that starts listening while the client retries is reached.
     KvCommClient client;
@@ -246,6 +249,19 @@ void tst_KvCommClient::refusedConnectionIsRetriedUntilTheServerListens()
     QTimer::singleShot(300, &server, [&] { server.listen(QHostAddress::LocalHost, port); });
     QTRY_COMPARE_WITH_TIMEOUT(t.connected, 1, 10000);
     QCOMPARE(t.errors, 0);
+}
+
+void tst_KvCommClient::unknownHostFails()
+{
+    KvCommClient client;
+    Transcript t;
+    t.watchClient(&client);
+    client.connectToServer(QStringLiteral("no-such-host.invalid"), 6174, 5000);
+    QTRY_COMPARE_WITH_TIMEOUT(t.errors, 1, 30000);
+    QVERIFY2(
+        t.lines.first().startsWith(QStringLiteral("error Host no-such-host.invalid not found")),
+        qPrintable(t.lines.first()));
+    QCOMPARE(t.lines.size(), 1);
 }
 
 void tst_KvCommClient::brokenStreamWhileConnected_data()
@@ -264,20 +280,18 @@ void tst_KvCommClient::brokenStreamWhileConnected_data()
         << rulesFrame + KvCommFrameWriter::samples(batch(0), 0, 0).left(20)
         << "The server at %1 closed the connection in the middle of a message";
     QTest::newRow("oversize frame") << oversize << "Invalid data from %1: a frame of";
-    QTest::newRow("samples before the rule data")
-        << KvCommFrameWriter::samples(batch(0), 0, 0)
-        << "Invalid data from %1: samples before the rule data";
+    QTest::newRow("samples before the rule data") << KvCommFrameWriter::samples(
+        batch(0), 0, 0) << "Invalid data from %1: samples before the rule data";
     QTest::newRow("sample of an unknown tracked value")
-        << rulesFrame
-               + KvCommFrameWriter::samples({KvCommClientTrackedData(9, {1.0})}, 0, 0)
+        << rulesFrame + KvCommFrameWriter::samples({KvCommClientTrackedData(9, {1.0})}, 0, 0)
         << "Invalid data from %1: sample of unknown";
     QTest::newRow("indexed sample before its index data")
         << rulesFrame + KvCommFrameWriter::samples({KvCommClientTrackedData(2, {1.0, 2.0})}, 0, 0)
         << "Invalid data from %1: sample of unknown or unindexed";
-    QTest::newRow("rule data twice") << rulesFrame + rulesFrame
-                                     << "Invalid data from %1: rule data received twice";
-    QTest::newRow("greeting twice") << KvCommFrameWriter::hello(1)
-                                    << "The server at %1 greeted twice";
+    QTest::newRow("rule data twice")
+        << rulesFrame + rulesFrame << "Invalid data from %1: rule data received twice";
+    QTest::newRow("greeting twice")
+        << KvCommFrameWriter::hello(1) << "The server at %1 greeted twice";
 }
 
 void tst_KvCommClient::brokenStreamWhileConnected()
@@ -303,7 +317,7 @@ void tst_KvCommClient::brokenStreamWhileConnected()
         QCOMPARE(t.errors, 1);
         const QString line = t.lines.at(t.lines.size() - 2);
         QVERIFY2(line.startsWith(QStringLiteral("error ") + error.arg(target(raw.port()))),
-                 qPrintable(line));
+            qPrintable(line));
     }
     QCOMPARE(t.lines.last(), QStringLiteral("disconnected"));
 }
@@ -319,8 +333,9 @@ void tst_KvCommClient::silentServerIsDeclaredDead()
     client.connectToServer(QStringLiteral("127.0.0.1"), raw.port(), 5000);
     QTRY_COMPARE(t.disconnected, 1);
     QCOMPARE(t.errors, 1);
-    QVERIFY2(t.lines.at(1).startsWith(QStringLiteral("error No data from %1 for").arg(target(raw.port()))),
-             qPrintable(t.lines.at(1)));
+    QVERIFY2(t.lines.at(1).startsWith(
+                 QStringLiteral("error No data from %1 for").arg(target(raw.port()))),
+        qPrintable(t.lines.at(1)));
     // The client's own heartbeats went out meanwhile.
     KvCommFrameReader reader;
     reader.addData(raw.received);
@@ -390,8 +405,9 @@ void tst_KvCommClient::abandonedAttemptEndsWithOneError()
     client.disconnectFromServer();
     QTRY_COMPARE(t.errors, 1);
     drainEvents();
-    QCOMPARE(t.lines, QStringList({QStringLiteral("error Connection attempt to %1 abandoned")
-                                       .arg(target(raw.port()))}));
+    QCOMPARE(t.lines,
+        QStringList(
+            {QStringLiteral("error Connection attempt to %1 abandoned").arg(target(raw.port()))}));
 }
 
 void tst_KvCommClient::deleteLaterInsideServerConnected()
@@ -452,12 +468,12 @@ void tst_KvCommClient::floodIsDecodedInSlices()
     bool ordered = true;
     connect(&client, &KvCommClient::serverConnected, this, [&] {
         connect(client.clientData().data(), &KvCommClientData::trackedDataReceived, this,
-                [&](const QList<KvCommClientTrackedData> &list, qint64 elapsed) {
-                    ++batches;
-                    ordered = ordered && list.size() == 1 && list[0].sequence == lastSequence + 1
-                              && elapsed == list[0].sequence;
-                    lastSequence = list[0].sequence;
-                });
+            [&](const QList<KvCommClientTrackedData> &list, qint64 elapsed) {
+                ++batches;
+                ordered = ordered && list.size() == 1 && list[0].sequence == lastSequence + 1
+                    && elapsed == list[0].sequence;
+                lastSequence = list[0].sequence;
+            });
         QTimer::singleShot(0, this, [&] { batchesWhenTimerRan = batches; });
     });
     client.connectToServer(QStringLiteral("127.0.0.1"), server.serverPort(), 5000);
