@@ -152,6 +152,7 @@ public:
     QTcpServer server;
     QByteArray toSend;
     bool closeAfterSend = false;
+    bool abortAfterSend = false; // a reset, as when the simulator is killed
     QList<QPointer<QTcpSocket>> sockets;
     QByteArray received;
 
@@ -161,8 +162,17 @@ public:
         connect(&server, &QTcpServer::newConnection, this, [this] {
             while (QTcpSocket *s = server.nextPendingConnection()) {
                 sockets << s;
-                connect(s, &QTcpSocket::readyRead, this, [this, s] { received += s->readAll(); });
+                if (abortAfterSend) {
+                    // Closing with the client's greeting unread makes the
+                    // system send a reset instead of an orderly close.
+                    connect(s, &QTcpSocket::readyRead, this, [s] { s->abort(); });
+                } else {
+                    connect(
+                        s, &QTcpSocket::readyRead, this, [this, s] { received += s->readAll(); });
+                }
                 s->write(toSend);
+                if (abortAfterSend)
+                    s->flush();
                 if (closeAfterSend)
                     s->disconnectFromHost();
             }

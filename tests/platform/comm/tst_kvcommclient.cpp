@@ -37,6 +37,8 @@ private slots:
     void unknownHostFails();
     void brokenStreamWhileConnected_data();
     void brokenStreamWhileConnected();
+    void killedServerIsABrokenConnection();
+    void everythingSentBeforeTheCloseIsDelivered();
     void silentServerIsDeclaredDead();
     void disconnectInsideSignalHandler();
     void disconnectOutsideTheEventLoop();
@@ -320,6 +322,64 @@ void tst_KvCommClient::brokenStreamWhileConnected()
             qPrintable(line));
     }
     QCOMPARE(t.lines.last(), QStringLiteral("disconnected"));
+}
+
+void tst_KvCommClient::killedServerIsABrokenConnection()
+{
+    RawServer raw;
+    raw.toSend = handshake() + KvCommFrameWriter::ruleData(rules(), trackedData())
+        + KvCommFrameWriter::samples(batch(0), 0, 0).left(30);
+    raw.abortAfterSend = true;
+    KvCommClient client;
+    Transcript t;
+    t.watchClient(&client);
+    client.connectToServer(QStringLiteral("127.0.0.1"), raw.port(), 5000);
+    QTRY_COMPARE(t.disconnected, 1);
+    drainEvents();
+    QCOMPARE(t.connected, 1);
+    QCOMPARE(t.errors, 1);
+    QCOMPARE(t.disconnected, 1);
+    // The system reports a reset like an orderly close; inside a frame it is
+    // an error all the same.
+    QCOMPARE(t.lines.at(1),
+        QStringLiteral("error The server at %1 closed the connection in "
+                       "the middle of a message")
+            .arg(target(raw.port())));
+}
+
+void tst_KvCommClient::everythingSentBeforeTheCloseIsDelivered()
+{
+    // 25 MiB of samples, the final status and the close leave the server at
+    // once; the client decodes far behind the socket, yet gets all of it and
+    // ends without an error.
+    KvCommServer server;
+    QVERIFY(server.listen(QHostAddress::LocalHost));
+    KvCommClientTrackedRuleInfo rule;
+    rule.numTrackedData = 1;
+    KvCommClientTrackedRuleDataInfo field;
+    field.id = 0;
+    field.ruleId = 0;
+    field.numRows = 8192;
+    server.publishRuleData({rule}, {field});
+    KvCommClient client;
+    Transcript t;
+    t.withSamples = false;
+    t.watchClient(&client);
+    qint64 received = 0;
+    connect(&client, &KvCommClient::serverConnected, this, [&] {
+        connect(client.clientData().data(), &KvCommClientData::trackedDataReceived, this,
+            [&](const QList<KvCommClientTrackedData> &list) { received += list.size(); });
+    });
+    client.connectToServer(QStringLiteral("127.0.0.1"), server.serverPort(), 5000);
+    QTRY_COMPARE(t.connected, 1);
+    const int batches = 400;
+    for (int k = 0; k < batches; ++k)
+        server.publishSamples({KvCommClientTrackedData(0, QVector<double>(8192, k))}, k);
+    server.publishStatus(KvCommStatusFinished);
+    server.closeAllAfterFlush();
+    QTRY_COMPARE_WITH_TIMEOUT(t.disconnected, 1, 60000);
+    QCOMPARE(received, qint64(batches));
+    QCOMPARE(t.lines, QStringList({"connected", "status 3", "disconnected"}));
 }
 
 void tst_KvCommClient::silentServerIsDeclaredDead()
