@@ -36,6 +36,24 @@ class KvCommServerPrivate;
 /// Signals are always emitted from the event loop (queued), never inside a
 /// publish or a configuration call, so a receiver may publish, close or
 /// delete the server (with deleteLater) from any of them.
+///
+/// Typical use in a simulator:
+/// \code
+///   KvCommServer server;                        // main thread
+///   server.setIdentity(version, revision);
+///   server.setControlOptions(KvCommControlLog | KvCommControlCancel | KvCommControlTerminate);
+///   if (!server.listen(QHostAddress::Any, port))
+///       fail(server.errorString());
+///   connect(&server, &KvCommServer::clientDropped, log, ...);     // reason in the log
+///   connect(&server, &KvCommServer::terminateRequested, solver, ...);
+///   // -wait ms: wait for clientConnected() (or clientCount() > 0) up to ms
+///   server.publishStatus(KvCommStatusLoading);  // from any thread from here on
+///   server.publishSimulationInfo(...);
+///   server.publishRuleData(rules, values);      // worker thread
+///   server.publishSamples(batch, elapsedMs);    // worker thread, per step
+///   server.publishStatus(KvCommStatusFinished);
+///   server.closeAllAfterFlush();                // then wait for allClosed() and quit
+/// \endcode
 class KVCOMM_EXPORT KvCommServer : public QObject
 {
     Q_OBJECT
