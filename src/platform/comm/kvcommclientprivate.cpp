@@ -197,6 +197,13 @@ void KvCommClientPrivate::pull()
 void KvCommClientPrivate::process()
 {
     QPointer<KvCommClient> self(q);
+    if (announceInfo && q->m_state == KvCommClient::Connected) {
+        announceInfo = false;
+        const QSharedPointer<KvCommClientData> store = q->m_clientData;
+        emit store->simulationInfoAvailable();
+        if (!self)
+            return;
+    }
     QElapsedTimer slice;
     slice.start();
     int frames = 0;
@@ -249,7 +256,6 @@ void KvCommClientPrivate::endOfStream()
         protocolError(closeReason);
         return;
     }
-    QPointer<KvCommClient> self(q);
     q->m_state = KvCommClient::Closed;
     heartbeatTimer.stop();
     emit q->serverDisconnected();
@@ -404,13 +410,12 @@ bool KvCommClientPrivate::handle(KvCommMessage &m)
         emit q->serverConnected();
         if (!self || q->m_state != KvCommClient::Connected)
             return false;
-        // Receivers connected inside serverConnected() learn the info too.
-        if (infoKnown) {
-            emit store->simulationInfoAvailable();
-            if (!self || q->m_state != KvCommClient::Connected)
-                return false;
-        }
-        return true;
+        // The rest waits for the next turn of the event loop: a receiver
+        // that called deleteLater() in serverConnected() gets no more. Then
+        // receivers connected inside serverConnected() learn the info too.
+        announceInfo = infoKnown;
+        scheduleProcess();
+        return false;
     default:
         break;
     }

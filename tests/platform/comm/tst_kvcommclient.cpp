@@ -41,6 +41,8 @@ private slots:
     void everythingSentBeforeTheCloseIsDelivered();
     void silentServerIsDeclaredDead();
     void disconnectInsideSignalHandler();
+    void endingInsideAnySignal_data();
+    void endingInsideAnySignal();
     void disconnectOutsideTheEventLoop();
     void abandonedAttemptEndsWithOneError();
     void deleteLaterInsideServerConnected();
@@ -307,6 +309,9 @@ void tst_KvCommClient::brokenStreamWhileConnected()
     KvCommClient client;
     Transcript t;
     t.watchClient(&client);
+    // As the action manager does: a communication error is answered with a
+    // disconnect, which must not add a second end.
+    connect(&client, &KvCommClient::serverError, &client, &KvCommClient::disconnectFromServer);
     client.connectToServer(QStringLiteral("127.0.0.1"), raw.port(), 5000);
     QTRY_COMPARE(t.disconnected, 1);
     drainEvents();
@@ -433,6 +438,96 @@ void tst_KvCommClient::disconnectInsideSignalHandler()
     QCOMPARE(batches, 1);
     QCOMPARE(t.disconnected, 1);
     QCOMPARE(t.errors, 0);
+}
+
+void tst_KvCommClient::endingInsideAnySignal_data()
+{
+    QTest::addColumn<QString>("signal");
+    QTest::addColumn<QString>("action");
+    const QStringList signalNames
+        = {"connected", "info", "rules", "index", "samples", "status", "log"};
+    for (const QString &sig : signalNames) {
+        for (const char *action : {"disconnect", "deleteLater", "delete"}) {
+            if (sig == QLatin1String("connected") && action == QLatin1String("delete"))
+                continue; // the one signal whose receivers must use deleteLater
+            QTest::newRow(qPrintable(QLatin1String(action) + QStringLiteral(" in ") + sig))
+                << sig << QString::fromLatin1(action);
+        }
+    }
+}
+
+void tst_KvCommClient::endingInsideAnySignal()
+{
+    QFETCH(QString, signal);
+    QFETCH(QString, action);
+
+    KvCommServer server;
+    server.setControlOptions(KvCommControlLog);
+    QVERIFY(server.listen(QHostAddress::LocalHost));
+    server.publishSimulationInfo(QStringLiteral("sim"), QString(), {}, QDateTime(), QDateTime());
+    server.publishRuleData(rules(), trackedData());
+    server.publishIndexData(1, nodes(), 0);
+    server.publishSamples(batch(0), 0);
+
+    QPointer<KvCommClient> client = new KvCommClient;
+    Transcript t;
+    t.watchClient(client);
+    bool ended = false;
+    int signalsAfterEnd = 0;
+    auto end = [&] {
+        if (ended)
+            return;
+        ended = true;
+        t.lines << QStringLiteral("end");
+        if (action == QLatin1String("disconnect"))
+            client->disconnectFromServer();
+        else if (action == QLatin1String("deleteLater"))
+            client->deleteLater();
+        else
+            delete client.data();
+    };
+    auto hook = [&](const QString &name) {
+        if (ended) {
+            if (name != QLatin1String("disconnected"))
+                ++signalsAfterEnd;
+            return;
+        }
+        if (name == signal)
+            end();
+    };
+    connect(client, &KvCommClient::serverDisconnected, this, [&] { hook("disconnected"); });
+    connect(client, &KvCommClient::simulationStatusChanged, this, [&] { hook("status"); });
+    connect(client, &KvCommClient::logDataReceived, this, [&] { hook("log"); });
+    connect(client, &KvCommClient::serverConnected, this, [&] {
+        KvCommClientData *data = client->clientData().data();
+        connect(data, &KvCommClientData::simulationInfoAvailable, this, [&] { hook("info"); });
+        connect(data, &KvCommClientData::simulationRuleDataAvailable, this, [&] { hook("rules"); });
+        connect(data, &KvCommClientData::trackedIndexDataAvailable, this, [&] { hook("index"); });
+        connect(data, &KvCommClientData::trackedDataReceived, this, [&] { hook("samples"); });
+        hook("connected");
+    });
+    client->connectToServer(QStringLiteral("127.0.0.1"), server.serverPort(), 5000);
+    QTRY_COMPARE(t.connected, 1);
+    server.publishStatus(KvCommStatusRunning);
+    server.publishLog(6, QStringLiteral("x\n"));
+    server.publishSamples(batch(1), 1);
+    QTRY_VERIFY(ended);
+    if (action == QLatin1String("disconnect")) {
+        QTRY_COMPARE(t.disconnected, 1);
+        QCOMPARE(t.lines.last(), QStringLiteral("disconnected"));
+    } else {
+        QTRY_VERIFY(client.isNull());
+    }
+    QTRY_COMPARE(server.clientCount(), 0);
+    drainEvents();
+    // After deleteLater() the rest of a decoding slice may still be delivered
+    // (the client lives until the event loop deletes it), except after
+    // serverConnected(), whose receivers typically hand the client over.
+    if (action != QLatin1String("deleteLater") || signal == QLatin1String("connected"))
+        QCOMPARE(signalsAfterEnd, 0);
+    QCOMPARE(t.errors, 0);
+    QVERIFY(t.disconnected <= 1);
+    delete client.data();
 }
 
 void tst_KvCommClient::disconnectOutsideTheEventLoop()
