@@ -354,6 +354,23 @@ void tst_KvCommFrameReader::malformedFramesAreErrors_data()
         << QByteArray::fromBase64("AAAAEaUACgEAAgADgnpuMWJuMgQD") << "longer than the frame";
     QTest::newRow("skipped unknown field announcing 1.8 GB")
         << frameOf(QByteArray::fromHex("a2000e18637a6e31626e41")) << "longer than the frame";
+    QTest::newRow("70000 samples in one batch")
+        << frameOf(samplesBody(QVector<qint64>(70000, 0), QVector<qint64>(70000, 0), QByteArray()))
+        << "more than 65536 sample ids";
+    QTest::newRow("70000 rules of one byte each, length not announced") << frameOf(
+        body([](QCborStreamWriter &w) {
+            w.startMap(2);
+            w.append(0);
+            w.append(quint64(KvCommProtocol::RuleData));
+            w.append(1);
+            w.startArray();
+            for (int i = 0; i < 70000; ++i) {
+                w.startMap(0);
+                w.endMap();
+            }
+            w.endArray();
+            w.endMap();
+        })) << "more than 65536 rules";
     QByteArray truncatedBody = KvCommFrameWriter::log(2, QStringLiteral("truncated")).mid(4);
     truncatedBody.chop(3);
     QTest::newRow("body ends inside a string") << frameOf(truncatedBody) << "";
