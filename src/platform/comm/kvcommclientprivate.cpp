@@ -103,7 +103,8 @@ void KvCommClientPrivate::onError(QAbstractSocket::SocketError error)
             fail(QStringLiteral("Connection refused by %1").arg(where()));
             return;
         case QAbstractSocket::HostNotFoundError:
-            fail(QStringLiteral("Host %1 not found: %2").arg(q->m_host, socket->errorString()));
+            fail(QStringLiteral("Host name lookup for %1 failed: %2")
+                     .arg(q->m_host, socket->errorString()));
             return;
         case QAbstractSocket::SocketTimeoutError:
         case QAbstractSocket::NetworkError:
