@@ -46,7 +46,7 @@ class KvCommServerPrivate;
 ///       fail(server.errorString());
 ///   connect(&server, &KvCommServer::clientDropped, log, ...);     // reason in the log
 ///   connect(&server, &KvCommServer::terminateRequested, solver, ...);
-///   // -wait ms: wait for clientConnected() (or clientCount() > 0) up to ms
+///   // to wait for a first client: clientConnected(), or clientCount() > 0
 ///   server.publishStatus(KvCommStatusLoading);  // from any thread from here on
 ///   server.publishSimulationInfo(...);
 ///   server.publishRuleData(rules, values);      // worker thread
