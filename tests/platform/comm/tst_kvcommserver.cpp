@@ -39,6 +39,7 @@ private slots:
     void portZeroChoosesAPortAndReportsClients();
     void newClientGetsTheCurrentStateInOrder();
     void lateJoinerGetsHistoryMinusWhatTheLimitDropped();
+    void dataBeforeTheRuleDataIsDiscarded();
     void controlRequestsHonouredOnlyWhenAnnounced_data();
     void controlRequestsHonouredOnlyWhenAnnounced();
     void stalledClientIsDroppedWhileThePublisherGoesOn();
@@ -144,6 +145,33 @@ void tst_KvCommServer::lateJoinerGetsHistoryMinusWhatTheLimitDropped()
     QTRY_COMPARE(sequences.size(), 18);
     QCOMPARE(sequences.at(15), 24);
     QCOMPARE(fromHistory.at(15), false);
+}
+
+void tst_KvCommServer::dataBeforeTheRuleDataIsDiscarded()
+{
+    // Clients would refuse samples before the rules: the server never sends
+    // them, nor numbers them, nor a second set of rules.
+    KvCommServer server;
+    QVERIFY(server.listen(QHostAddress::LocalHost));
+    QCOMPARE(server.publishSamples(batch(0), 0), qint64(-1));
+    server.publishIndexData(1, nodes(), 0);
+    server.publishRuleData(rules(), trackedData());
+    server.publishRuleData(rules(), trackedData());
+    server.publishIndexData(1, nodes(), 1);
+    QCOMPARE(server.publishSamples(batch(1), 1), qint64(0));
+    QCOMPARE(server.publishSamples({}, 2), qint64(-1));
+
+    KvCommClient client;
+    Transcript t;
+    t.watchClient(&client);
+    connect(&client, &KvCommClient::serverConnected, this,
+        [&] { t.watchData(client.clientData().data()); });
+    client.connectToServer(QStringLiteral("127.0.0.1"), server.serverPort(), 5000);
+    QTRY_COMPARE(t.lines.size(), 4);
+    QCOMPARE(t.lines,
+        QStringList({"connected", "rules 2 3", "index 1 0 n1,n2 t=1",
+            "samples t=1 0#0h=1 1#1h=0.5 2#2h=1.1,1.2,1.3,1.4"}));
+    QCOMPARE(t.errors, 0);
 }
 
 void tst_KvCommServer::controlRequestsHonouredOnlyWhenAnnounced_data()
