@@ -53,7 +53,66 @@ void decoderOnly(const QList<KvCommClientTrackedData> &batch, int batches, qint6
     }
     const double s = clock.nsecsElapsed() / 1e9;
     std::printf("decoder alone: %.3g values/s (%d passes over %d frames, %.1f MB/s)\n", values / s,
-                rounds, n, rounds * double(stream.size()) / s / 1e6);
+        rounds, n, rounds * double(stream.size()) / s / 1e6);
+}
+
+// The client alone: everything is published before it connects, so the
+// server hands it the whole stream as history at once and the figure is the
+// client's reading, decoding and delivering.
+void historyReplay(const QVector<KvCommClientTrackedRuleInfo> &rules,
+    const QVector<KvCommClientTrackedRuleDataInfo> &tracked,
+    const QList<KvCommClientTrackedData> &batch, int batches, qint64 valuesPerBatch)
+{
+    std::atomic<KvCommServer *> server {nullptr};
+    QEventLoop *serverLoop = nullptr;
+    QThread *serverThread = QThread::create([&] {
+        KvCommServer s;
+        s.setMaxSendBuffer(qint64(1) << 30);
+        s.setHistoryLimit(qint64(batches) * valuesPerBatch);
+        s.listen(QHostAddress::LocalHost, 0);
+        s.publishRuleData(rules, tracked);
+        for (int k = 0; k < batches; ++k)
+            s.publishSamples(batch, k);
+        QEventLoop loop;
+        serverLoop = &loop;
+        server = &s;
+        loop.exec();
+        server = nullptr;
+    });
+    serverThread->start();
+    while (!server.load())
+        QThread::yieldCurrentThread();
+    // Let the server take its queue into the history before anyone joins.
+    QMetaObject::invokeMethod(
+        server.load(), [] {}, Qt::BlockingQueuedConnection);
+
+    KvCommClient client;
+    qint64 received = 0;
+    const qint64 total = qint64(batches) * batch.size();
+    QElapsedTimer clock;
+    QEventLoop loop;
+    QObject::connect(&client, &KvCommClient::serverError, &loop, [&](const QString &msg) {
+        std::fprintf(stderr, "error: %s\n", qPrintable(msg));
+        loop.quit();
+    });
+    QObject::connect(&client, &KvCommClient::serverConnected, &loop, [&] {
+        clock.start();
+        QObject::connect(client.clientData().data(), &KvCommClientData::trackedDataReceived, &loop,
+            [&](const QList<KvCommClientTrackedData> &list) {
+                received += list.size();
+                if (received == total)
+                    loop.quit();
+            });
+    });
+    client.connectToServer(QStringLiteral("127.0.0.1"), server.load()->serverPort(), 5000);
+    loop.exec();
+    const double s = clock.nsecsElapsed() / 1e9;
+    QMetaObject::invokeMethod(server.load(), [&] { serverLoop->quit(); });
+    serverThread->wait();
+    delete serverThread;
+    if (received == total)
+        std::printf("client alone (history replay): %.3g values/s, %.3g batches/s\n",
+            double(batches) * valuesPerBatch / s, batches / s);
 }
 
 } // namespace
@@ -84,7 +143,7 @@ int main(int argc, char *argv[])
     }
 
     // The server on a thread of its own, like the simulator's main thread.
-    std::atomic<KvCommServer *> server{nullptr};
+    std::atomic<KvCommServer *> server {nullptr};
     QEventLoop *serverLoop = nullptr;
     QThread *serverThread = QThread::create([&] {
         KvCommServer s;
@@ -102,7 +161,7 @@ int main(int argc, char *argv[])
     while (!server.load())
         QThread::yieldCurrentThread();
 
-    std::atomic<qint64> received{0};
+    std::atomic<qint64> received {0};
     QElapsedTimer clock;
     QThread *publisher = nullptr;
     KvCommClient client;
@@ -112,11 +171,11 @@ int main(int argc, char *argv[])
     });
     QObject::connect(&client, &KvCommClient::serverConnected, &app, [&] {
         QObject::connect(client.clientData().data(), &KvCommClientData::trackedDataReceived, &app,
-                         [&](const QList<KvCommClientTrackedData> &list) {
-                             received += list.size();
-                             if (received == qint64(batches) * samplesPerBatch)
-                                 QCoreApplication::exit(0);
-                         });
+            [&](const QList<KvCommClientTrackedData> &list) {
+                received += list.size();
+                if (received == qint64(batches) * samplesPerBatch)
+                    QCoreApplication::exit(0);
+            });
         clock.start();
         publisher = QThread::create([&] {
             for (int k = 0; k < batches; ++k) {
@@ -144,8 +203,9 @@ int main(int argc, char *argv[])
     const double values = double(batches) * valuesPerBatch;
     std::printf("loopback: %d batches of %d samples x %d values in %.3f s: %.3g values/s, "
                 "%.3g samples/s, %.1f MB/s of values\n",
-                batches, samplesPerBatch, valuesPerSample, s, values / s,
-                double(batches) * samplesPerBatch / s, values * 8 / s / 1e6);
+        batches, samplesPerBatch, valuesPerSample, s, values / s,
+        double(batches) * samplesPerBatch / s, values * 8 / s / 1e6);
+    historyReplay(rules, tracked, batch, batches, valuesPerBatch);
     decoderOnly(batch, batches, valuesPerBatch);
     return 0;
 }

@@ -60,9 +60,9 @@ void KivoMonitor::start(const QString &host, quint16 port, unsigned int timeoutM
     connect(m_client, &KvCommClient::serverError, this, &KivoMonitor::onError);
     connect(m_client, &KvCommClient::serverDisconnected, this, &KivoMonitor::onDisconnected);
     connect(m_client, &KvCommClient::simulationStatusChanged, this,
-            [this](KvCommSimulationStatus status, const QDateTime &time) {
-                line(QStringLiteral("Status: %1 at %2").arg(statusName(status), timeText(time)));
-            });
+        [this](KvCommSimulationStatus status, const QDateTime &time) {
+            line(QStringLiteral("Status: %1 at %2").arg(statusName(status), timeText(time)));
+        });
     connect(m_client, &KvCommClient::logDataReceived, this, [this](int level, const QString &text) {
         m_out << QStringLiteral("[%1] ").arg(level) << text;
         if (!text.endsWith(QLatin1Char('\n')))
@@ -88,7 +88,8 @@ void KivoMonitor::onConnected()
              .arg(m_client->port())
              .arg(m_client->version(), m_client->revision()));
     line(QStringLiteral("Status: %1; accepted requests: %2")
-             .arg(statusName(m_client->simulationStatus()), optionNames(m_client->controlOptions())));
+             .arg(statusName(m_client->simulationStatus()),
+                 optionNames(m_client->controlOptions())));
     connect(data, &KvCommClientData::simulationInfoAvailable, this, [this, data] {
         line(QStringLiteral("Simulation: %1").arg(data->simName()));
         if (!data->simDescription().isEmpty())
@@ -106,14 +107,14 @@ void KivoMonitor::onConnected()
                  .arg(info.name, info.unit, info.description));
     });
     connect(data, &KvCommClientData::trackedIndexDataAvailable, this,
-            [this](int rule, const KvCommClientTrackedIndexData &index, qint64 elapsed) {
-                line(QStringLiteral("Index data of rule %1, type %2, %3 lines at %4 ms: %5")
-                         .arg(rule)
-                         .arg(int(index.indexType()))
-                         .arg(index.numLines())
-                         .arg(elapsed)
-                         .arg(index.lines().join(QStringLiteral(", "))));
-            });
+        [this](int rule, const KvCommClientTrackedIndexData &index, qint64 elapsed) {
+            line(QStringLiteral("Index data of rule %1, type %2, %3 lines at %4 ms: %5")
+                     .arg(rule)
+                     .arg(int(index.indexType()))
+                     .arg(index.numLines())
+                     .arg(elapsed)
+                     .arg(index.lines().join(QStringLiteral(", "))));
+        });
     connect(data, &KvCommClientData::trackedDataReceived, this, &KivoMonitor::onSamples);
     if (!m_printSamples)
         m_rateTimer.start();
@@ -128,7 +129,10 @@ void KivoMonitor::onRuleData()
     int id = 0;
     for (int r = 0; r < data->simNumRules(); ++r) {
         const KvCommClientTrackedRuleInfo &rule = data->simRuleInfo(r);
-        line(QStringLiteral("Rule %1 %2: %3 tracked values").arg(r).arg(rule.name).arg(rule.numTrackedData));
+        line(QStringLiteral("Rule %1 %2: %3 tracked values")
+                 .arg(r)
+                 .arg(rule.name)
+                 .arg(rule.numTrackedData));
         const int n = rule.numTrackedData;
         for (int k = 0; k < n; ++k, ++id) {
             const KvCommClientTrackedRuleDataInfo &info = data->simTrackedDataInfo(id);
@@ -137,9 +141,11 @@ void KivoMonitor::onRuleData()
                      .arg(info.name, info.unit)
                      .arg(info.numRows)
                      .arg(info.numCols)
-                     .arg(info.indexedBy ? QStringLiteral(", indexed by type %1").arg(info.indexedBy - 1)
-                                         : QString())
-                     .arg(info.description.isEmpty() ? QString() : QStringLiteral(": ") + info.description));
+                     .arg(info.indexedBy
+                             ? QStringLiteral(", indexed by type %1").arg(info.indexedBy - 1)
+                             : QString())
+                     .arg(info.description.isEmpty() ? QString()
+                                                     : QStringLiteral(": ") + info.description));
         }
     }
 }
@@ -161,8 +167,9 @@ void KivoMonitor::onSamples(const QList<KvCommClientTrackedData> &data, qint64 e
                      .arg(elapsed)
                      .arg(s.sequence)
                      .arg(s.id)
-                     .arg(s.flags & KvCommClientTrackedData::FromHistory ? QStringLiteral(" (history)")
-                                                                         : QString())
+                     .arg(s.flags & KvCommClientTrackedData::FromHistory
+                             ? QStringLiteral(" (history)")
+                             : QString())
               << values.join(QLatin1Char(' ')) << '\n';
     }
     m_out.flush();

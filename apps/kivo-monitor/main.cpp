@@ -18,11 +18,11 @@ int main(int argc, char *argv[])
                        "2 when the connection failed, 3 on a communication error."));
     parser.addHelpOption();
     QCommandLineOption timeout(QStringLiteral("timeout"),
-                               QStringLiteral("Connection time limit in seconds (default 5, 0: one "
-                                              "try)."),
-                               QStringLiteral("s"), QStringLiteral("5"));
+        QStringLiteral("Connection time limit in seconds (default 5, 0: one "
+                       "try)."),
+        QStringLiteral("s"), QStringLiteral("5"));
     QCommandLineOption samples(QStringLiteral("samples"),
-                               QStringLiteral("Print every sample instead of a count per second."));
+        QStringLiteral("Print every sample instead of a count per second."));
     parser.addOption(timeout);
     parser.addOption(samples);
     parser.addPositionalArgument(QStringLiteral("host"), QStringLiteral("Server address."));
@@ -36,18 +36,19 @@ int main(int argc, char *argv[])
     const double seconds = parser.value(timeout).toDouble(&timeoutOk);
     if (args.size() != 2 || !portOk || port == 0 || port > 65535) {
         std::fprintf(stderr, "kivo-monitor: expected a host and a port (1..65535)\n%s",
-                     qPrintable(parser.helpText()));
+            qPrintable(parser.helpText()));
         return 2;
     }
     if (!timeoutOk || seconds < 0 || seconds > 1000) {
         std::fprintf(stderr, "kivo-monitor: invalid time limit \"%s\" (0 to 1000 s)\n",
-                     qPrintable(parser.value(timeout)));
+            qPrintable(parser.value(timeout)));
         return 2;
     }
 
     KivoMonitor monitor(parser.isSet(samples));
-    QObject::connect(&monitor, &KivoMonitor::finished, &app,
-                     [](int code) { QCoreApplication::exit(code); }, Qt::QueuedConnection);
+    QObject::connect(
+        &monitor, &KivoMonitor::finished, &app, [](int code) { QCoreApplication::exit(code); },
+        Qt::QueuedConnection);
     monitor.start(args.at(0), quint16(port), unsigned(seconds * 1000));
     return app.exec();
 }

@@ -28,9 +28,9 @@ void KvCommClient::checkLayout()
 #pragma GCC diagnostic ignored "-Winvalid-offsetof"
     static_assert(sizeof(KvCommClient) == 104, "callers allocate the client");
     static_assert(offsetof(KvCommClient, m_simulationStatus) == 72,
-                  "simulationStatus() is compiled into callers");
+        "simulationStatus() is compiled into callers");
     static_assert(offsetof(KvCommClient, m_controlOptions) == 96,
-                  "controlOptions() is compiled into callers");
+        "controlOptions() is compiled into callers");
 #pragma GCC diagnostic pop
 }
 
@@ -66,32 +66,14 @@ void KvCommClient::setHeartbeat(int intervalMs, int deadAfterMs)
     d->deadAfter = qMax(1, deadAfterMs);
 }
 
-QSharedPointer<KvCommClientData> KvCommClient::clientData() const
-{
-    return m_clientData;
-}
+QSharedPointer<KvCommClientData> KvCommClient::clientData() const { return m_clientData; }
 
-QString KvCommClient::version() const
-{
-    return m_version;
-}
+QString KvCommClient::version() const { return m_version; }
 
-QString KvCommClient::revision() const
-{
-    return m_revision;
-}
+QString KvCommClient::revision() const { return m_revision; }
 
-KvCommClient::State KvCommClient::state() const
-{
-    return State(m_state);
-}
+KvCommClient::State KvCommClient::state() const { return State(m_state); }
 
-QString KvCommClient::host() const
-{
-    return m_host;
-}
+QString KvCommClient::host() const { return m_host; }
 
-quint16 KvCommClient::port() const
-{
-    return m_port;
-}
+quint16 KvCommClient::port() const { return m_port; }

@@ -21,7 +21,9 @@ class KvCommClientPrivate;
 /// - A refused connection is retried every 100 ms until the time limit (a
 ///   simulator that has just been started may not be listening yet); only then
 ///   is it reported. A time limit of 0 means one single try without retries,
-///   bounded by the system's own connect time-out.
+///   bounded by the system's own connect time-out (and, for a server that
+///   accepts but never greets, by the 20 s of silence after which a peer
+///   counts as dead).
 /// - serverConnected() is emitted once the server has greeted the client and
 ///   sent its identity, status, control options and simulation information:
 ///   version(), revision(), simulationStatus(), controlOptions() and

@@ -32,10 +32,7 @@ KvCommClientPrivate::KvCommClientPrivate(KvCommClient *q)
     QObject::connect(&processTimer, &QTimer::timeout, q, [this] { process(); });
 }
 
-KvCommClientPrivate::~KvCommClientPrivate()
-{
-    dropSocket();
-}
+KvCommClientPrivate::~KvCommClientPrivate() { dropSocket(); }
 
 QString KvCommClientPrivate::where() const
 {
@@ -67,7 +64,7 @@ void KvCommClientPrivate::start()
     socket->setReadBufferSize(MaxBuffered);
     QObject::connect(socket, &QTcpSocket::connected, q, [this] { onConnected(); });
     QObject::connect(socket, &QTcpSocket::errorOccurred, q,
-                     [this](QAbstractSocket::SocketError e) { onError(e); });
+        [this](QAbstractSocket::SocketError e) { onError(e); });
     QObject::connect(socket, &QTcpSocket::disconnected, q, [this] { onDisconnected(); });
     QObject::connect(socket, &QTcpSocket::readyRead, q, [this] { onReadyRead(); });
     if (q->m_timeout > 0)
@@ -106,7 +103,8 @@ void KvCommClientPrivate::onError(QAbstractSocket::SocketError error)
             fail(QStringLiteral("Connection refused by %1").arg(where()));
             return;
         case QAbstractSocket::HostNotFoundError:
-            fail(QStringLiteral("Host %1 not found: %2").arg(q->m_host, socket->errorString()));
+            fail(QStringLiteral("Host name lookup for %1 failed: %2")
+                     .arg(q->m_host, socket->errorString()));
             return;
         case QAbstractSocket::SocketTimeoutError:
         case QAbstractSocket::NetworkError:
@@ -120,7 +118,8 @@ void KvCommClientPrivate::onError(QAbstractSocket::SocketError error)
     if (error == QAbstractSocket::RemoteHostClosedError)
         return; // disconnected() follows; the frames still buffered count
     if (q->m_state == KvCommClient::Connecting || q->m_state == KvCommClient::Connected) {
-        closeReason = QStringLiteral("Connection to %1 broken: %2").arg(where(), socket->errorString());
+        closeReason
+            = QStringLiteral("Connection to %1 broken: %2").arg(where(), socket->errorString());
         onDisconnected();
     }
 }
@@ -159,8 +158,9 @@ void KvCommClientPrivate::onAttemptTimeout()
 void KvCommClientPrivate::onHeartbeat()
 {
     if (lastReceived.isValid() && lastReceived.elapsed() > deadAfter) {
-        const QString msg = QStringLiteral("No data from %1 for %2: the connection is considered lost")
-                                .arg(where(), seconds(lastReceived.elapsed()));
+        const QString msg
+            = QStringLiteral("No data from %1 for %2: the connection is considered lost")
+                  .arg(where(), seconds(lastReceived.elapsed()));
         if (q->m_state == KvCommClient::Connecting)
             fail(msg);
         else
@@ -187,7 +187,7 @@ void KvCommClientPrivate::pull()
     if (!socket)
         return;
     const qint64 want = qMax<qint64>(MaxBuffered, reader.bufferedBytes() + reader.bytesMissing())
-                        - reader.bufferedBytes();
+        - reader.bufferedBytes();
     if (want > 0) {
         const qint64 got = reader.readFrom(socket, want);
         if (got > 0)
@@ -198,6 +198,13 @@ void KvCommClientPrivate::pull()
 void KvCommClientPrivate::process()
 {
     QPointer<KvCommClient> self(q);
+    if (announceInfo && q->m_state == KvCommClient::Connected) {
+        announceInfo = false;
+        const QSharedPointer<KvCommClientData> store = q->m_clientData;
+        emit store->simulationInfoAvailable();
+        if (!self)
+            return;
+    }
     QElapsedTimer slice;
     slice.start();
     int frames = 0;
@@ -207,8 +214,12 @@ void KvCommClientPrivate::process()
         pull();
         if (!reader.readNext(message)) {
             if (reader.hasError()) {
-                protocolError(QStringLiteral("Invalid data from %1: %2")
-                                  .arg(where(), reader.errorString()));
+                // Before the greeting, garbage means another kind of server
+                // (or a proxy) answered: say so rather than how it failed.
+                protocolError(greeted ? QStringLiteral("Invalid data from %1: %2")
+                                            .arg(where(), reader.errorString())
+                                      : QStringLiteral("%1 is not a Kivo monitoring server (%2)")
+                                            .arg(where(), reader.errorString()));
                 return;
             }
             if (peerClosed && (!socket || socket->bytesAvailable() == 0))
@@ -231,9 +242,9 @@ void KvCommClientPrivate::endOfStream()
 {
     if (q->m_state == KvCommClient::Connecting) {
         fail(closeReason.isEmpty()
-                 ? QStringLiteral("The server at %1 closed the connection before it was ready")
-                       .arg(where())
-                 : closeReason);
+                ? QStringLiteral("The server at %1 closed the connection before it was ready")
+                      .arg(where())
+                : closeReason);
         return;
     }
     if (reader.bufferedBytes() > 0) {
@@ -246,7 +257,6 @@ void KvCommClientPrivate::endOfStream()
         protocolError(closeReason);
         return;
     }
-    QPointer<KvCommClient> self(q);
     q->m_state = KvCommClient::Closed;
     heartbeatTimer.stop();
     emit q->serverDisconnected();
@@ -324,8 +334,8 @@ bool KvCommClientPrivate::handle(KvCommMessage &m)
     using namespace KvCommProtocol;
     const bool connected = q->m_state == KvCommClient::Connected;
     if (!greeted && m.type != Hello && m.type != Error) {
-        protocolError(QStringLiteral("%1 is not a Kivo monitoring server (it did not greet)")
-                          .arg(where()));
+        protocolError(
+            QStringLiteral("%1 is not a Kivo monitoring server (it did not greet)").arg(where()));
         return false;
     }
     // Everything the store receives goes through locals: a receiver may
@@ -339,7 +349,8 @@ bool KvCommClientPrivate::handle(KvCommMessage &m)
     case ControlRequest:
         return true;
     case Error:
-        protocolError(QStringLiteral("The server at %1 reported an error: %2").arg(where(), m.text));
+        protocolError(
+            QStringLiteral("The server at %1 reported an error: %2").arg(where(), m.text));
         return false;
     case Hello:
         if (greeted) {
@@ -347,8 +358,8 @@ bool KvCommClientPrivate::handle(KvCommMessage &m)
             return false;
         }
         if (m.magic != QLatin1String(KvCommProtocol::Magic)) {
-            protocolError(QStringLiteral("%1 is not a Kivo monitoring server (wrong greeting)")
-                              .arg(where()));
+            protocolError(
+                QStringLiteral("%1 is not a Kivo monitoring server (wrong greeting)").arg(where()));
             return false;
         }
         q->m_protocolVersion = quint16(qMin<quint32>(m.protocolVersion, 0xffff));
@@ -400,13 +411,12 @@ bool KvCommClientPrivate::handle(KvCommMessage &m)
         emit q->serverConnected();
         if (!self || q->m_state != KvCommClient::Connected)
             return false;
-        // Receivers connected inside serverConnected() learn the info too.
-        if (infoKnown) {
-            emit store->simulationInfoAvailable();
-            if (!self || q->m_state != KvCommClient::Connected)
-                return false;
-        }
-        return true;
+        // The rest waits for the next turn of the event loop: a receiver
+        // that called deleteLater() in serverConnected() gets no more. Then
+        // receivers connected inside serverConnected() learn the info too.
+        announceInfo = infoKnown;
+        scheduleProcess();
+        return false;
     default:
         break;
     }
@@ -450,9 +460,10 @@ bool KvCommClientPrivate::handle(KvCommMessage &m)
         inHistory = true;
         droppedHistory = m.droppedSamples;
         if (m.droppedSamples > 0) {
-            emit q->logDataReceived(4, QStringLiteral("The server dropped the oldest %1 samples of "
-                                                      "its history to bound its memory\n")
-                                           .arg(m.droppedSamples));
+            emit q->logDataReceived(4,
+                QStringLiteral("The server dropped the oldest %1 samples of "
+                               "its history to bound its memory\n")
+                    .arg(m.droppedSamples));
         }
         break;
     case HistoryEnd:

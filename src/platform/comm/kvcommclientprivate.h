@@ -61,6 +61,7 @@ public:
     bool peerClosed = false;
     bool inHistory = false;
     bool infoKnown = false;
+    bool announceInfo = false;
     QString closeReason;
     int heartbeatInterval = 5000;
     int deadAfter = 20000;

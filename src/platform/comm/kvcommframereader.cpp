@@ -17,8 +17,7 @@ public:
     BodyDecoder(const char *data, qsizetype size)
         : r(data, size)
         , m_size(size)
-    {
-    }
+    { }
 
     QCborStreamReader r;
     QString error;
@@ -84,8 +83,7 @@ public:
         return cborOk();
     }
 
-    template<typename T>
-    bool readIntT(T &out, const char *what, qint64 min, qint64 max)
+    template<typename T> bool readIntT(T &out, const char *what, qint64 min, qint64 max)
     {
         qint64 v = 0;
         if (!readInt(v, what, min, max))
@@ -121,7 +119,8 @@ public:
             if (res.status == QCborStreamReader::EndOfString)
                 break;
             if (res.status == QCborStreamReader::Error)
-                return cborOk() && fail(QStringLiteral("%1: invalid string").arg(QLatin1String(what)));
+                return cborOk()
+                    && fail(QStringLiteral("%1: invalid string").arg(QLatin1String(what)));
             used += size_t(res.data);
         }
         out.resize(used);
@@ -140,7 +139,7 @@ public:
     // Enters an array; an announced length that the rest of the frame cannot
     // hold (every item takes at least one byte) is refused before anything
     // is reserved for it.
-    bool enterArray(const char *what, qsizetype *length = nullptr)
+    bool enterArray(const char *what, qsizetype maxItems, qsizetype *length = nullptr)
     {
         if (!r.isArray())
             return fail(QStringLiteral("%1 is not an array").arg(QLatin1String(what)));
@@ -151,6 +150,8 @@ public:
                 return fail(QStringLiteral("%1 announces %2 items, more than the frame holds")
                                 .arg(QLatin1String(what))
                                 .arg(len));
+            if (len > quint64(maxItems))
+                return tooMany(what, maxItems);
             n = qsizetype(len);
         }
         if (length)
@@ -160,6 +161,11 @@ public:
         return cborOk();
     }
 
+    bool tooMany(const char *what, qsizetype maxItems)
+    {
+        return fail(QStringLiteral("more than %1 %2").arg(maxItems).arg(QLatin1String(what)));
+    }
+
     bool leave()
     {
         if (!r.leaveContainer())
@@ -167,15 +173,17 @@ public:
         return cborOk();
     }
 
-    bool readTextArray(QStringList &out, const char *what)
+    bool readTextArray(QStringList &out, const char *what, qsizetype maxItems)
     {
         qsizetype n = 0;
-        if (!enterArray(what, &n))
+        if (!enterArray(what, maxItems, &n))
             return false;
         out.clear();
         if (n > 0)
             out.reserve(int(n));
         while (r.hasNext()) {
+            if (out.size() >= maxItems) // an array of unknown length
+                return tooMany(what, maxItems);
             QString s;
             if (!readText(s, what))
                 return false;
@@ -467,8 +475,8 @@ bool KvCommFrameReader::readNext(KvCommMessage &message)
     return true;
 }
 
-bool KvCommFrameReader::decodeBody(const char *data, qsizetype size, KvCommMessage &m,
-                                   QString *error)
+bool KvCommFrameReader::decodeBody(
+    const char *data, qsizetype size, KvCommMessage &m, QString *error)
 {
     using namespace KvCommProtocol;
     BodyDecoder d(data, size);
@@ -545,7 +553,7 @@ bool KvCommFrameReader::decodeBody(const char *data, qsizetype size, KvCommMessa
             else if (key == 2)
                 ok = d.readText(m.description, "simulation description");
             else if (key == 3)
-                ok = d.readTextArray(m.files, "simulation files");
+                ok = d.readTextArray(m.files, "simulation files", MaxFiles);
             else if (key == 4)
                 ok = d.readTime(m.loadingTime, "loading time");
             else if (key == 5)
@@ -556,13 +564,17 @@ bool KvCommFrameReader::decodeBody(const char *data, qsizetype size, KvCommMessa
         case RuleData:
             if (key == 1 || key == 2) {
                 qsizetype n = 0;
-                ok = d.enterArray(key == 1 ? "rules" : "tracked values", &n);
+                const char *what = key == 1 ? "rules" : "tracked values";
+                const int max = key == 1 ? MaxRules : MaxTrackedValues;
+                ok = d.enterArray(what, max, &n);
                 if (key == 1)
                     m.rules.clear();
                 else
                     m.trackedData.clear();
                 while (ok && d.r.hasNext()) {
-                    if (key == 1) {
+                    if ((key == 1 ? m.rules.size() : m.trackedData.size()) >= max) {
+                        ok = d.tooMany(what, max);
+                    } else if (key == 1) {
                         KvCommClientTrackedRuleInfo rule;
                         ok = decodeRule(d, rule);
                         m.rules.append(rule);
@@ -594,14 +606,14 @@ bool KvCommFrameReader::decodeBody(const char *data, qsizetype size, KvCommMessa
                 ok = d.readIntT(m.ruleId, "rule of index data", 0, IntMax);
             } else if (key == 2) {
                 int type = 0;
-                ok = d.readIntT(type, "index type", 0,
-                                KvCommClientTrackedIndexData::NumIndexTypes - 1);
+                ok = d.readIntT(
+                    type, "index type", 0, KvCommClientTrackedIndexData::NumIndexTypes - 1);
                 if (ok)
                     m.indexData = KvCommClientTrackedIndexData(
                         KvCommClientTrackedIndexData::IndexType(type), m.indexData.lines());
             } else if (key == 3) {
                 QStringList lines;
-                ok = d.readTextArray(lines, "index lines");
+                ok = d.readTextArray(lines, "index lines", MaxIndexLines);
                 if (ok)
                     m.indexData = KvCommClientTrackedIndexData(m.indexData.indexType(), lines);
             } else if (key == 4) {
@@ -616,12 +628,18 @@ bool KvCommFrameReader::decodeBody(const char *data, qsizetype size, KvCommMessa
             } else if (key == 2) {
                 ok = d.readInt(firstSequence, "first sequence number", 0, qint64(1) << 62);
             } else if (key == 3 || key == 4) {
-                ok = d.enterArray(key == 3 ? "sample ids" : "sample sizes");
+                const char *what = key == 3 ? "sample ids" : "sample sizes";
+                ok = d.enterArray(what, MaxSamplesPerBatch);
                 if (key == 3)
                     m_ids.clear();
                 else
                     m_counts.clear();
                 while (ok && d.r.hasNext()) {
+                    if (m_ids.size() >= size_t(MaxSamplesPerBatch)
+                        || m_counts.size() >= size_t(MaxSamplesPerBatch)) {
+                        ok = d.tooMany(what, MaxSamplesPerBatch);
+                        break;
+                    }
                     qint64 v = 0;
                     ok = d.readInt(v, key == 3 ? "sample id" : "sample size", 0, IntMax);
                     if (key == 3)
@@ -705,8 +723,8 @@ bool KvCommFrameReader::decodeBody(const char *data, qsizetype size, KvCommMessa
                 values[k] = qFromLittleEndian<double>(in + k * sizeof(double));
 #endif
             in += size_t(n) * sizeof(double);
-            m.samples.append(KvCommClientTrackedData(m_ids[i], std::move(values),
-                                                     firstSequence + qint64(i)));
+            m.samples.append(
+                KvCommClientTrackedData(m_ids[i], std::move(values), firstSequence + qint64(i)));
         }
     }
     return true;

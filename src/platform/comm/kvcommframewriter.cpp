@@ -63,10 +63,7 @@ void appendTextArray(QCborStreamWriter &w, const QStringList &list)
     w.endArray();
 }
 
-int timeEntries(const QDateTime &t)
-{
-    return t.isValid() ? 1 : 0;
-}
+int timeEntries(const QDateTime &t) { return t.isValid() ? 1 : 0; }
 
 void appendTime(FrameBuilder &b, quint64 key, const QDateTime &t)
 {
@@ -115,12 +112,10 @@ QByteArray KvCommFrameWriter::status(qint32 status, const QDateTime &time)
 }
 
 QByteArray KvCommFrameWriter::simulationInfo(const QString &name, const QString &description,
-                                             const QStringList &files,
-                                             const QDateTime &loadingTime,
-                                             const QDateTime &runningTime)
+    const QStringList &files, const QDateTime &loadingTime, const QDateTime &runningTime)
 {
-    FrameBuilder b(KvCommProtocol::SimulationInfo,
-                   3 + timeEntries(loadingTime) + timeEntries(runningTime));
+    FrameBuilder b(
+        KvCommProtocol::SimulationInfo, 3 + timeEntries(loadingTime) + timeEntries(runningTime));
     b.text(1, name);
     b.text(2, description);
     b.w().append(quint64(3));
@@ -130,13 +125,10 @@ QByteArray KvCommFrameWriter::simulationInfo(const QString &name, const QString 
     return b.finish();
 }
 
-QByteArray KvCommFrameWriter::ready()
-{
-    return FrameBuilder(KvCommProtocol::Ready, 0).finish();
-}
+QByteArray KvCommFrameWriter::ready() { return FrameBuilder(KvCommProtocol::Ready, 0).finish(); }
 
 QByteArray KvCommFrameWriter::ruleData(const QVector<KvCommClientTrackedRuleInfo> &rules,
-                                       const QVector<KvCommClientTrackedRuleDataInfo> &trackedData)
+    const QVector<KvCommClientTrackedRuleDataInfo> &trackedData)
 {
     FrameBuilder b(KvCommProtocol::RuleData, 2);
     QCborStreamWriter &w = b.w();
@@ -191,8 +183,8 @@ QByteArray KvCommFrameWriter::trackedDataInfo(const KvCommClientTrackedRuleDataI
     return b.finish();
 }
 
-QByteArray KvCommFrameWriter::indexData(int ruleId, const KvCommClientTrackedIndexData &data,
-                                        qint64 elapsedTime)
+QByteArray KvCommFrameWriter::indexData(
+    int ruleId, const KvCommClientTrackedIndexData &data, qint64 elapsedTime)
 {
     FrameBuilder b(KvCommProtocol::IndexData, 4);
     b.sint(1, ruleId);
@@ -203,8 +195,8 @@ QByteArray KvCommFrameWriter::indexData(int ruleId, const KvCommClientTrackedInd
     return b.finish();
 }
 
-QByteArray KvCommFrameWriter::samples(const QList<KvCommClientTrackedData> &samples,
-                                      qint64 elapsedTime, qint64 firstSequence)
+QByteArray KvCommFrameWriter::samples(
+    const QList<KvCommClientTrackedData> &samples, qint64 elapsedTime, qint64 firstSequence)
 {
     // All components of the batch go into one byte string; the publisher's
     // thread keeps its scratch buffer between batches.

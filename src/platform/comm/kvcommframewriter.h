@@ -26,18 +26,17 @@ public:
     static QByteArray controlOptions(quint32 options);
     static QByteArray status(qint32 status, const QDateTime &time);
     static QByteArray simulationInfo(const QString &name, const QString &description,
-                                     const QStringList &files, const QDateTime &loadingTime,
-                                     const QDateTime &runningTime);
+        const QStringList &files, const QDateTime &loadingTime, const QDateTime &runningTime);
     static QByteArray ready();
     /// Rule and tracked-value ids are implied by their positions.
     static QByteArray ruleData(const QVector<KvCommClientTrackedRuleInfo> &rules,
-                               const QVector<KvCommClientTrackedRuleDataInfo> &trackedData);
+        const QVector<KvCommClientTrackedRuleDataInfo> &trackedData);
     static QByteArray trackedDataInfo(const KvCommClientTrackedRuleDataInfo &info);
-    static QByteArray indexData(int ruleId, const KvCommClientTrackedIndexData &data,
-                                qint64 elapsedTime);
+    static QByteArray indexData(
+        int ruleId, const KvCommClientTrackedIndexData &data, qint64 elapsedTime);
     /// The samples get the sequence numbers firstSequence, firstSequence + 1, ...
-    static QByteArray samples(const QList<KvCommClientTrackedData> &samples, qint64 elapsedTime,
-                              qint64 firstSequence);
+    static QByteArray samples(
+        const QList<KvCommClientTrackedData> &samples, qint64 elapsedTime, qint64 firstSequence);
     static QByteArray historyBegin(qint64 droppedSamples, qint64 historySamples);
     static QByteArray historyEnd();
     static QByteArray log(int level, const QString &text);

@@ -13,25 +13,16 @@ KvCommServer::KvCommServer(QObject *parent)
     d->identityFrame = KvCommFrameWriter::identity(QString(), QString());
 }
 
-KvCommServer::~KvCommServer()
-{
-    delete d;
-}
+KvCommServer::~KvCommServer() { delete d; }
 
 void KvCommServer::setIdentity(const QString &version, const QString &revision)
 {
     d->identityFrame = KvCommFrameWriter::identity(version, revision);
 }
 
-void KvCommServer::setControlOptions(quint32 options)
-{
-    d->options = options;
-}
+void KvCommServer::setControlOptions(quint32 options) { d->options = options; }
 
-quint32 KvCommServer::controlOptions() const
-{
-    return d->options;
-}
+quint32 KvCommServer::controlOptions() const { return d->options; }
 
 void KvCommServer::setHistoryLimit(qint64 componentValues)
 {
@@ -39,20 +30,11 @@ void KvCommServer::setHistoryLimit(qint64 componentValues)
     d->trimHistory();
 }
 
-qint64 KvCommServer::historyLimit() const
-{
-    return d->historyLimit;
-}
+qint64 KvCommServer::historyLimit() const { return d->historyLimit; }
 
-void KvCommServer::setMaxSendBuffer(qint64 bytes)
-{
-    d->maxSendBuffer = qMax<qint64>(1, bytes);
-}
+void KvCommServer::setMaxSendBuffer(qint64 bytes) { d->maxSendBuffer = qMax<qint64>(1, bytes); }
 
-qint64 KvCommServer::maxSendBuffer() const
-{
-    return d->maxSendBuffer;
-}
+qint64 KvCommServer::maxSendBuffer() const { return d->maxSendBuffer; }
 
 void KvCommServer::setHeartbeat(int intervalMs, int deadAfterMs)
 {
@@ -70,25 +52,13 @@ bool KvCommServer::listen(const QHostAddress &address, quint16 port)
     return true;
 }
 
-bool KvCommServer::isListening() const
-{
-    return d->tcp.isListening();
-}
+bool KvCommServer::isListening() const { return d->tcp.isListening(); }
 
-quint16 KvCommServer::serverPort() const
-{
-    return d->tcp.serverPort();
-}
+quint16 KvCommServer::serverPort() const { return d->tcp.serverPort(); }
 
-QString KvCommServer::errorString() const
-{
-    return d->tcp.errorString();
-}
+QString KvCommServer::errorString() const { return d->tcp.errorString(); }
 
-int KvCommServer::clientCount() const
-{
-    return d->liveCount();
-}
+int KvCommServer::clientCount() const { return d->liveCount(); }
 
 qint64 KvCommServer::samplesPublished() const
 {
@@ -96,10 +66,7 @@ qint64 KvCommServer::samplesPublished() const
     return d->nextSequence;
 }
 
-qint64 KvCommServer::historyDropped() const
-{
-    return d->droppedSamples;
-}
+qint64 KvCommServer::historyDropped() const { return d->droppedSamples; }
 
 void KvCommServer::publishStatus(KvCommSimulationStatus status, const QDateTime &time)
 {
@@ -108,17 +75,15 @@ void KvCommServer::publishStatus(KvCommSimulationStatus status, const QDateTime 
 }
 
 void KvCommServer::publishSimulationInfo(const QString &name, const QString &description,
-                                         const QStringList &files, const QDateTime &loadingTime,
-                                         const QDateTime &runningTime)
+    const QStringList &files, const QDateTime &loadingTime, const QDateTime &runningTime)
 {
     d->enqueue({KvCommServerPrivate::Info,
-                KvCommFrameWriter::simulationInfo(name, description, files, loadingTime,
-                                                  runningTime),
-                0, 0});
+        KvCommFrameWriter::simulationInfo(name, description, files, loadingTime, runningTime), 0,
+        0});
 }
 
 void KvCommServer::publishRuleData(const QVector<KvCommClientTrackedRuleInfo> &rules,
-                                   const QVector<KvCommClientTrackedRuleDataInfo> &trackedData)
+    const QVector<KvCommClientTrackedRuleDataInfo> &trackedData)
 {
     QByteArray frame = KvCommFrameWriter::ruleData(rules, trackedData);
     {
@@ -135,8 +100,8 @@ void KvCommServer::publishTrackedDataInfo(const KvCommClientTrackedRuleDataInfo 
     d->enqueue({KvCommServerPrivate::InfoUpdate, KvCommFrameWriter::trackedDataInfo(info), 0, 0});
 }
 
-void KvCommServer::publishIndexData(int ruleId, const KvCommClientTrackedIndexData &data,
-                                    qint64 elapsedTime)
+void KvCommServer::publishIndexData(
+    int ruleId, const KvCommClientTrackedIndexData &data, qint64 elapsedTime)
 {
     {
         QMutexLocker lock(&d->mutex);
@@ -144,11 +109,11 @@ void KvCommServer::publishIndexData(int ruleId, const KvCommClientTrackedIndexDa
             return;
     }
     d->enqueue({KvCommServerPrivate::Index, KvCommFrameWriter::indexData(ruleId, data, elapsedTime),
-                0, 0});
+        0, 0});
 }
 
-qint64 KvCommServer::publishSamples(const QList<KvCommClientTrackedData> &samples,
-                                    qint64 elapsedTime)
+qint64 KvCommServer::publishSamples(
+    const QList<KvCommClientTrackedData> &samples, qint64 elapsedTime)
 {
     qint64 values = 0;
     for (const KvCommClientTrackedData &s : samples)
@@ -160,9 +125,8 @@ qint64 KvCommServer::publishSamples(const QList<KvCommClientTrackedData> &sample
     d->nextSequence += samples.size();
     // Encoded under the lock so that numbers and queue order agree when
     // several threads publish.
-    KvCommServerPrivate::Pending item{KvCommServerPrivate::Samples,
-                                      KvCommFrameWriter::samples(samples, elapsedTime, first),
-                                      samples.size(), values};
+    KvCommServerPrivate::Pending item {KvCommServerPrivate::Samples,
+        KvCommFrameWriter::samples(samples, elapsedTime, first), samples.size(), values};
     d->pending.append(std::move(item));
     if (!d->posted) {
         d->posted = true;

@@ -36,6 +36,24 @@ class KvCommServerPrivate;
 /// Signals are always emitted from the event loop (queued), never inside a
 /// publish or a configuration call, so a receiver may publish, close or
 /// delete the server (with deleteLater) from any of them.
+///
+/// Typical use in a simulator:
+/// \code
+///   KvCommServer server;                        // main thread
+///   server.setIdentity(version, revision);
+///   server.setControlOptions(KvCommControlLog | KvCommControlCancel | KvCommControlTerminate);
+///   if (!server.listen(QHostAddress::Any, port))
+///       fail(server.errorString());
+///   connect(&server, &KvCommServer::clientDropped, log, ...);     // reason in the log
+///   connect(&server, &KvCommServer::terminateRequested, solver, ...);
+///   // to wait for a first client: clientConnected(), or clientCount() > 0
+///   server.publishStatus(KvCommStatusLoading);  // from any thread from here on
+///   server.publishSimulationInfo(...);
+///   server.publishRuleData(rules, values);      // worker thread
+///   server.publishSamples(batch, elapsedMs);    // worker thread, per step
+///   server.publishStatus(KvCommStatusFinished);
+///   server.closeAllAfterFlush();                // then wait for allClosed() and quit
+/// \endcode
 class KVCOMM_EXPORT KvCommServer : public QObject
 {
     Q_OBJECT
@@ -79,16 +97,14 @@ public:
     // Publishing, from any thread. A null time means now.
     void publishStatus(KvCommSimulationStatus status, const QDateTime &time = QDateTime());
     void publishSimulationInfo(const QString &name, const QString &description,
-                               const QStringList &files, const QDateTime &loadingTime,
-                               const QDateTime &runningTime);
+        const QStringList &files, const QDateTime &loadingTime, const QDateTime &runningTime);
     /// Once per simulation, before any index data or sample: rule i's values
     /// are trackedData[first..first + rules[i].numTrackedData), ids in order.
     void publishRuleData(const QVector<KvCommClientTrackedRuleInfo> &rules,
-                         const QVector<KvCommClientTrackedRuleDataInfo> &trackedData);
+        const QVector<KvCommClientTrackedRuleDataInfo> &trackedData);
     /// New name, description or unit of a tracked value.
     void publishTrackedDataInfo(const KvCommClientTrackedRuleDataInfo &info);
-    void publishIndexData(int ruleId, const KvCommClientTrackedIndexData &data,
-                          qint64 elapsedTime);
+    void publishIndexData(int ruleId, const KvCommClientTrackedIndexData &data, qint64 elapsedTime);
     /// One batch; the server numbers the samples (returns the first number).
     /// Index data and samples published before the rule data are discarded.
     qint64 publishSamples(const QList<KvCommClientTrackedData> &samples, qint64 elapsedTime);

@@ -41,9 +41,10 @@ KvCommServerPrivate::KvCommServerPrivate(KvCommServer *q)
     QObject::connect(&closeTimer, &QTimer::timeout, q, [this] {
         for (Connection *c : connections) {
             if (!c->dead)
-                drop(c, QStringLiteral("Client %1 dropped: its data could not be sent before "
-                                       "the server closed")
-                            .arg(c->peer));
+                drop(c,
+                    QStringLiteral("Client %1 dropped: its data could not be sent before "
+                                   "the server closed")
+                        .arg(c->peer));
         }
         removeDead();
         checkAllClosed();
@@ -69,8 +70,8 @@ void KvCommServerPrivate::post(std::function<void()> f)
 
 int KvCommServerPrivate::liveCount() const
 {
-    return int(std::count_if(connections.begin(), connections.end(),
-                             [](const Connection *c) { return !c->dead; }));
+    return int(std::count_if(
+        connections.begin(), connections.end(), [](const Connection *c) { return !c->dead; }));
 }
 
 void KvCommServerPrivate::enqueue(Pending &&item)
@@ -159,13 +160,14 @@ void KvCommServerPrivate::broadcast(const QByteArray &frame)
 
 void KvCommServerPrivate::send(Connection *c, const QByteArray &frame)
 {
-    if (c->dead)
+    if (c->dead || c->refused)
         return;
     c->socket->write(frame);
     if (c->socket->bytesToWrite() > c->sendLimit) {
-        drop(c, QStringLiteral("Client %1 dropped: it does not keep up (more than %2 waiting to "
-                               "be sent)")
-                    .arg(c->peer, mib(c->sendLimit)));
+        drop(c,
+            QStringLiteral("Client %1 dropped: it does not keep up (more than %2 waiting to "
+                           "be sent)")
+                .arg(c->peer, mib(c->sendLimit)));
     }
 }
 
@@ -218,7 +220,7 @@ void KvCommServerPrivate::onNewConnection()
 
 void KvCommServerPrivate::onReadyRead(Connection *c)
 {
-    if (c->dead)
+    if (c->dead || c->refused)
         return;
     c->lastReceived.restart();
     c->reader.readFrom(c->socket, MaxClientBytes);
@@ -227,8 +229,9 @@ void KvCommServerPrivate::onReadyRead(Connection *c)
         if (!c->greeted) {
             if (m.type != KvCommProtocol::Hello
                 || m.magic != QLatin1String(KvCommProtocol::Magic)) {
-                drop(c, QStringLiteral("Client %1 dropped: it is not a Kivo monitoring client")
-                            .arg(c->peer));
+                drop(c,
+                    QStringLiteral("Client %1 dropped: it is not a Kivo monitoring client")
+                        .arg(c->peer));
                 break;
             }
             if (m.protocolVersion != KvCommProtocol::Version) {
@@ -241,6 +244,7 @@ void KvCommServerPrivate::onReadyRead(Connection *c)
                                                       "version %2")
                                            .arg(c->peer)
                                            .arg(m.protocolVersion);
+                c->refused = true;
                 c->socket->disconnectFromHost();
                 const QString peer = c->peer;
                 post([this, peer, reason] { emit q->clientDropped(peer, reason); });
@@ -258,14 +262,14 @@ void KvCommServerPrivate::onReadyRead(Connection *c)
                 else
                     post([this] { emit q->terminateRequested(); });
             } else {
-                const QString reason =
-                    single ? QStringLiteral("Request %1 from %2 ignored: not announced by this "
-                                            "simulation")
-                                 .arg(request)
-                                 .arg(c->peer)
-                           : QStringLiteral("Request %1 from %2 ignored: not a control request")
-                                 .arg(request)
-                                 .arg(c->peer);
+                const QString reason = single
+                    ? QStringLiteral("Request %1 from %2 ignored: not announced by this "
+                                     "simulation")
+                          .arg(request)
+                          .arg(c->peer)
+                    : QStringLiteral("Request %1 from %2 ignored: not a control request")
+                          .arg(request)
+                          .arg(c->peer);
                 post([this, request, reason] { emit q->controlRequestIgnored(request, reason); });
             }
         }
@@ -337,9 +341,10 @@ void KvCommServerPrivate::onHeartbeat()
         if (c->dead)
             continue;
         if (c->lastReceived.elapsed() > deadAfter) {
-            drop(c, QStringLiteral("Client %1 dropped: no data for %2 s")
-                        .arg(c->peer)
-                        .arg(c->lastReceived.elapsed() / 1000.0, 0, 'g', 3));
+            drop(c,
+                QStringLiteral("Client %1 dropped: no data for %2 s")
+                    .arg(c->peer)
+                    .arg(c->lastReceived.elapsed() / 1000.0, 0, 'g', 3));
             continue;
         }
         if (!closing)

@@ -45,6 +45,7 @@ public:
         QElapsedTimer lastReceived;
         qint64 sendLimit = 0;
         bool greeted = false;
+        bool refused = false; // told why and being closed
         bool dead = false;
     };
 

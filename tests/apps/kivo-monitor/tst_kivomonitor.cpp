@@ -43,7 +43,7 @@ void tst_KivoMonitor::followsASimulationToItsEnd()
     const quint16 port = server.serverPort();
     server.publishStatus(KvCommStatusRunning);
     server.publishSimulationInfo(QStringLiteral("plate"), QStringLiteral("a hot plate"),
-                                 {QStringLiteral("plate.lua")}, QDateTime(), QDateTime());
+        {QStringLiteral("plate.lua")}, QDateTime(), QDateTime());
     KvCommClientTrackedRuleInfo rule;
     rule.name = QStringLiteral("probe");
     rule.numTrackedData = 2;
@@ -60,8 +60,8 @@ void tst_KivoMonitor::followsASimulationToItsEnd()
     server.publishRuleData({rule}, {time, temp});
     server.publishIndexData(
         0, KvCommClientTrackedIndexData(KvCommClientTrackedIndexData::Nodes, {"left", "right"}), 0);
-    server.publishSamples({KvCommClientTrackedData(0, {0.25}), KvCommClientTrackedData(1, {300, 301})},
-                          12);
+    server.publishSamples(
+        {KvCommClientTrackedData(0, {0.25}), KvCommClientTrackedData(1, {300, 301})}, 12);
 
     QProcess monitor;
     QStringList args;
@@ -74,8 +74,8 @@ void tst_KivoMonitor::followsASimulationToItsEnd()
     QVERIFY(monitor.waitForStarted(10000));
     QTRY_COMPARE_WITH_TIMEOUT(joined.count(), 1, 10000);
     server.publishLog(3, QStringLiteral("low on memory\n"));
-    server.publishSamples({KvCommClientTrackedData(0, {0.5}), KvCommClientTrackedData(1, {302, 303})},
-                          24);
+    server.publishSamples(
+        {KvCommClientTrackedData(0, {0.5}), KvCommClientTrackedData(1, {302, 303})}, 24);
     server.publishStatus(KvCommSimulationStatus(finalStatus));
     server.closeAllAfterFlush();
     QTRY_COMPARE_WITH_TIMEOUT(monitor.state(), QProcess::NotRunning, 20000);
@@ -85,8 +85,7 @@ void tst_KivoMonitor::followsASimulationToItsEnd()
     QVERIFY2(monitor.exitCode() == exitCode, qPrintable(out + err));
 
     QStringList expected = {
-        QStringLiteral("Connected to 127.0.0.1:%1: simulator 4.5.6 (revision rev7)")
-            .arg(port),
+        QStringLiteral("Connected to 127.0.0.1:%1: simulator 4.5.6 (revision rev7)").arg(port),
         QStringLiteral("Status: Running; accepted requests: log, terminate"),
         QStringLiteral("Simulation: plate"),
         QStringLiteral("  description: a hot plate"),
@@ -105,8 +104,10 @@ void tst_KivoMonitor::followsASimulationToItsEnd()
                  << QStringLiteral("t=24 ms #3 value 1 = 302 303");
     }
     for (const QString &line : expected)
-        QVERIFY2(out.contains(line), qPrintable(QStringLiteral("missing \"%1\" in:\n%2").arg(line, out)));
-    QVERIFY(out.indexOf(QStringLiteral("Rule 0 probe")) < out.indexOf(QStringLiteral("Index data")));
+        QVERIFY2(out.contains(line),
+            qPrintable(QStringLiteral("missing \"%1\" in:\n%2").arg(line, out)));
+    QVERIFY(
+        out.indexOf(QStringLiteral("Rule 0 probe")) < out.indexOf(QStringLiteral("Index data")));
 }
 
 void tst_KivoMonitor::failsOnUnreachableServerAndBadArguments_data()
@@ -120,12 +121,13 @@ void tst_KivoMonitor::failsOnUnreachableServerAndBadArguments_data()
         probe.listen(QHostAddress::LocalHost, 0);
         freePort = probe.serverPort();
     }
-    QTest::newRow("refused") << QStringList({"--timeout", "0", "127.0.0.1", QString::number(freePort)})
-                             << QStringLiteral("Error: Connection refused by 127.0.0.1:%1").arg(freePort);
+    QTest::newRow("refused")
+        << QStringList({"--timeout", "0", "127.0.0.1", QString::number(freePort)})
+        << QStringLiteral("Error: Connection refused by 127.0.0.1:%1").arg(freePort);
     QTest::newRow("port missing") << QStringList({"127.0.0.1"})
                                   << QStringLiteral("expected a host and a port");
-    QTest::newRow("port not a number") << QStringList({"127.0.0.1", "http"})
-                                       << QStringLiteral("expected a host and a port");
+    QTest::newRow("port not a number")
+        << QStringList({"127.0.0.1", "http"}) << QStringLiteral("expected a host and a port");
     QTest::newRow("negative time limit") << QStringList({"--timeout", "-1", "127.0.0.1", "6174"})
                                          << QStringLiteral("invalid time limit");
 }

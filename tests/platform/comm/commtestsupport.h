@@ -51,22 +51,21 @@ inline QVector<KvCommClientTrackedRuleDataInfo> trackedData()
 
 inline KvCommClientTrackedIndexData nodes()
 {
-    return KvCommClientTrackedIndexData(KvCommClientTrackedIndexData::Nodes,
-                                        {QStringLiteral("n1"), QStringLiteral("n2")});
+    return KvCommClientTrackedIndexData(
+        KvCommClientTrackedIndexData::Nodes, {QStringLiteral("n1"), QStringLiteral("n2")});
 }
 
 // Batch k: time k, error 1/(k+1), T with 2 lines x 2 rows.
 inline QList<KvCommClientTrackedData> batch(int k)
 {
-    return {KvCommClientTrackedData(0, {double(k)}),
-            KvCommClientTrackedData(1, {1.0 / (k + 1)}),
-            KvCommClientTrackedData(2, {k + 0.1, k + 0.2, k + 0.3, k + 0.4})};
+    return {KvCommClientTrackedData(0, {double(k)}), KvCommClientTrackedData(1, {1.0 / (k + 1)}),
+        KvCommClientTrackedData(2, {k + 0.1, k + 0.2, k + 0.3, k + 0.4})};
 }
 
 inline QByteArray handshake(quint32 options = 0)
 {
     return KvCommFrameWriter::hello(1) + KvCommFrameWriter::identity("1.0", "r1")
-           + KvCommFrameWriter::controlOptions(options) + KvCommFrameWriter::ready();
+        + KvCommFrameWriter::controlOptions(options) + KvCommFrameWriter::ready();
 }
 
 // Records, as text lines, every signal of a client and of its store.
@@ -94,9 +93,9 @@ public:
             lines << QStringLiteral("disconnected");
         });
         connect(client, &KvCommClient::simulationStatusChanged, this,
-                [this](KvCommSimulationStatus s, const QDateTime &) {
-                    lines << QStringLiteral("status %1").arg(int(s));
-                });
+            [this](KvCommSimulationStatus s, const QDateTime &) {
+                lines << QStringLiteral("status %1").arg(int(s));
+            });
         connect(client, &KvCommClient::logDataReceived, this, [this](int level, const QString &t) {
             lines << QStringLiteral("log %1 %2").arg(level).arg(t.trimmed());
         });
@@ -105,39 +104,43 @@ public:
     void watchData(KvCommClientData *data)
     {
         connect(data, &KvCommClientData::simulationInfoAvailable, this,
-                [this, data] { lines << QStringLiteral("info ") + data->simName(); });
+            [this, data] { lines << QStringLiteral("info ") + data->simName(); });
         connect(data, &KvCommClientData::simulationRuleDataAvailable, this, [this, data] {
-            lines << QStringLiteral("rules %1 %2").arg(data->simNumRules()).arg(data->simNumTrackedData());
+            lines << QStringLiteral("rules %1 %2")
+                         .arg(data->simNumRules())
+                         .arg(data->simNumTrackedData());
         });
-        connect(data, &KvCommClientData::simulationTrackedDataInfoUpdated, this,
-                [this, data](int id) {
-                    lines << QStringLiteral("update %1 %2").arg(id).arg(data->simTrackedDataInfo(id).unit);
-                });
+        connect(
+            data, &KvCommClientData::simulationTrackedDataInfoUpdated, this, [this, data](int id) {
+                lines << QStringLiteral("update %1 %2")
+                             .arg(id)
+                             .arg(data->simTrackedDataInfo(id).unit);
+            });
         connect(data, &KvCommClientData::trackedIndexDataAvailable, this,
-                [this](int rule, const KvCommClientTrackedIndexData &d, qint64 t) {
-                    lines << QStringLiteral("index %1 %2 %3 t=%4")
-                                 .arg(rule)
-                                 .arg(int(d.indexType()))
-                                 .arg(d.lines().join(','))
-                                 .arg(t);
-                });
+            [this](int rule, const KvCommClientTrackedIndexData &d, qint64 t) {
+                lines << QStringLiteral("index %1 %2 %3 t=%4")
+                             .arg(rule)
+                             .arg(int(d.indexType()))
+                             .arg(d.lines().join(','))
+                             .arg(t);
+            });
         connect(data, &KvCommClientData::trackedDataReceived, this,
-                [this](const QList<KvCommClientTrackedData> &list, qint64 t) {
-                    if (!withSamples)
-                        return;
-                    QStringList parts;
-                    for (const KvCommClientTrackedData &s : list) {
-                        QStringList v;
-                        for (double x : s.values)
-                            v << QString::number(x);
-                        parts << QStringLiteral("%1#%2%3=%4")
-                                     .arg(s.id)
-                                     .arg(s.sequence)
-                                     .arg(s.flags & KvCommClientTrackedData::FromHistory ? "h" : "")
-                                     .arg(v.join(','));
-                    }
-                    lines << QStringLiteral("samples t=%1 ").arg(t) + parts.join(' ');
-                });
+            [this](const QList<KvCommClientTrackedData> &list, qint64 t) {
+                if (!withSamples)
+                    return;
+                QStringList parts;
+                for (const KvCommClientTrackedData &s : list) {
+                    QStringList v;
+                    for (double x : s.values)
+                        v << QString::number(x);
+                    parts << QStringLiteral("%1#%2%3=%4")
+                                 .arg(s.id)
+                                 .arg(s.sequence)
+                                 .arg(s.flags & KvCommClientTrackedData::FromHistory ? "h" : "")
+                                 .arg(v.join(','));
+                }
+                lines << QStringLiteral("samples t=%1 ").arg(t) + parts.join(' ');
+            });
     }
 };
 
@@ -149,6 +152,7 @@ public:
     QTcpServer server;
     QByteArray toSend;
     bool closeAfterSend = false;
+    bool abortAfterSend = false; // a reset, as when the simulator is killed
     QList<QPointer<QTcpSocket>> sockets;
     QByteArray received;
 
@@ -158,8 +162,17 @@ public:
         connect(&server, &QTcpServer::newConnection, this, [this] {
             while (QTcpSocket *s = server.nextPendingConnection()) {
                 sockets << s;
-                connect(s, &QTcpSocket::readyRead, this, [this, s] { received += s->readAll(); });
+                if (abortAfterSend) {
+                    // Closing with the client's greeting unread makes the
+                    // system send a reset instead of an orderly close.
+                    connect(s, &QTcpSocket::readyRead, this, [s] { s->abort(); });
+                } else {
+                    connect(
+                        s, &QTcpSocket::readyRead, this, [this, s] { received += s->readAll(); });
+                }
                 s->write(toSend);
+                if (abortAfterSend)
+                    s->flush();
                 if (closeAfterSend)
                     s->disconnectFromHost();
             }

@@ -24,11 +24,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     const auto *bytes = reinterpret_cast<const char *>(data);
     const size_t half = size / 2;
     reader.addData(bytes, qsizetype(half));
-    while (reader.readNext(message)) {
-    }
+    while (reader.readNext(message)) { }
     reader.addData(bytes + half, qsizetype(size - half));
-    while (reader.readNext(message)) {
-    }
+    while (reader.readNext(message)) { }
     return 0;
 }
 
@@ -57,8 +55,8 @@ int generate(const QString &folder)
     b.name = QStringLiteral("T");
     b.indexedBy = 1;
     b.numRows = 2;
-    const QList<KvCommClientTrackedData> samples = {KvCommClientTrackedData(0, {0.5}),
-                                                    KvCommClientTrackedData(1, {1, 2, 3, 4})};
+    const QList<KvCommClientTrackedData> samples
+        = {KvCommClientTrackedData(0, {0.5}), KvCommClientTrackedData(1, {1, 2, 3, 4})};
     const QDateTime t = QDateTime::fromMSecsSinceEpoch(1700000000000, Qt::UTC);
     QByteArray huge(4, '\0');
     qToBigEndian<quint32>(0x7fffffff, huge.data());
@@ -66,22 +64,22 @@ int generate(const QString &folder)
     const QList<QPair<QString, QByteArray>> seeds = {
         {"valid-hello", KvCommFrameWriter::hello(1)},
         {"valid-handshake",
-         KvCommFrameWriter::hello(1) + KvCommFrameWriter::identity("1.2", "r9")
-             + KvCommFrameWriter::controlOptions(7) + KvCommFrameWriter::status(2, t)
-             + KvCommFrameWriter::simulationInfo("heat", "plate", {"a.lua"}, t, t)
-             + KvCommFrameWriter::ready()},
+            KvCommFrameWriter::hello(1) + KvCommFrameWriter::identity("1.2", "r9")
+                + KvCommFrameWriter::controlOptions(7) + KvCommFrameWriter::status(2, t)
+                + KvCommFrameWriter::simulationInfo("heat", "plate", {"a.lua"}, t, t)
+                + KvCommFrameWriter::ready()},
         {"valid-rules", KvCommFrameWriter::ruleData({rule}, {a, b})},
         {"valid-index",
-         KvCommFrameWriter::indexData(
-             0, KvCommClientTrackedIndexData(KvCommClientTrackedIndexData::Nodes, {"n1", "n2"}),
-             3)},
+            KvCommFrameWriter::indexData(0,
+                KvCommClientTrackedIndexData(KvCommClientTrackedIndexData::Nodes, {"n1", "n2"}),
+                3)},
         {"valid-samples", KvCommFrameWriter::samples(samples, 42, 7)},
         {"valid-history",
-         KvCommFrameWriter::historyBegin(3, 2) + KvCommFrameWriter::samples(samples, 1, 3)
-             + KvCommFrameWriter::historyEnd()},
+            KvCommFrameWriter::historyBegin(3, 2) + KvCommFrameWriter::samples(samples, 1, 3)
+                + KvCommFrameWriter::historyEnd()},
         {"valid-log-request-heartbeat",
-         KvCommFrameWriter::log(6, "line\n") + KvCommFrameWriter::controlRequest(2)
-             + KvCommFrameWriter::heartbeat() + KvCommFrameWriter::error("bye")},
+            KvCommFrameWriter::log(6, "line\n") + KvCommFrameWriter::controlRequest(2)
+                + KvCommFrameWriter::heartbeat() + KvCommFrameWriter::error("bye")},
         {"valid-update", KvCommFrameWriter::trackedDataInfo(b)},
         {"invalid-huge-length", huge},
         {"invalid-truncated", KvCommFrameWriter::samples(samples, 42, 7).left(30)},
@@ -107,7 +105,8 @@ int generate(const QString &folder)
              w.appendByteString("12345678", 8);
              w.endMap();
          })},
-        {"invalid-array-lie", KvCommFrameWriter::frame(QByteArray::fromHex("a300186e019bffffffffffffff00"))},
+        {"invalid-array-lie",
+            KvCommFrameWriter::frame(QByteArray::fromHex("a300186e019bffffffffffffff00"))},
         {"unknown-type", handMade([](QCborStreamWriter &w) {
              w.startMap(2);
              w.append(0);
@@ -151,8 +150,8 @@ int main(int argc, char *argv[])
                 return 1;
             }
             const QByteArray data = f.readAll();
-            LLVMFuzzerTestOneInput(reinterpret_cast<const uint8_t *>(data.constData()),
-                                   size_t(data.size()));
+            LLVMFuzzerTestOneInput(
+                reinterpret_cast<const uint8_t *>(data.constData()), size_t(data.size()));
             ++files;
         }
     }

@@ -34,10 +34,15 @@ private slots:
     void attemptFailsWithReadableMessage_data();
     void attemptFailsWithReadableMessage();
     void refusedConnectionIsRetriedUntilTheServerListens();
+    void unknownHostFails();
     void brokenStreamWhileConnected_data();
     void brokenStreamWhileConnected();
+    void killedServerIsABrokenConnection();
+    void everythingSentBeforeTheCloseIsDelivered();
     void silentServerIsDeclaredDead();
     void disconnectInsideSignalHandler();
+    void endingInsideAnySignal_data();
+    void endingInsideAnySignal();
     void disconnectOutsideTheEventLoop();
     void abandonedAttemptEndsWithOneError();
     void deleteLaterInsideServerConnected();
@@ -57,7 +62,7 @@ void tst_KvCommClient::deliversEverySignalInOrder()
     const QDateTime loading = QDateTime::fromMSecsSinceEpoch(1700000000000, Qt::UTC);
     server.publishStatus(KvCommStatusLoading);
     server.publishSimulationInfo(QStringLiteral("heat"), QStringLiteral("a plate"),
-                                 {QStringLiteral("heat.lua")}, loading, QDateTime());
+        {QStringLiteral("heat.lua")}, loading, QDateTime());
 
     KvCommClient client;
     Transcript t;
@@ -131,7 +136,7 @@ void tst_KvCommClient::receiversConnectedInServerConnectedMissNothing()
     Transcript t;
     t.watchClient(&client);
     connect(&client, &KvCommClient::serverConnected, this,
-            [&] { t.watchData(client.clientData().data()); });
+        [&] { t.watchData(client.clientData().data()); });
     client.connectToServer(QStringLiteral("localhost"), server.serverPort(), 5000);
     QTRY_COMPARE(t.lines.size(), 7);
     const QStringList expected = {
@@ -167,15 +172,15 @@ void tst_KvCommClient::attemptFailsWithReadableMessage_data()
         << QByteArray() << false << 300 << "No answer from %1 within 0.3 s";
     QTest::newRow("wrong magic") << badMagic << false << 5000
                                  << "%1 is not a Kivo monitoring server (wrong greeting)";
-    QTest::newRow("newer protocol version")
-        << KvCommFrameWriter::hello(3) << false << 5000
-        << "The server at %1 speaks protocol version 3; this client speaks 1";
+    QTest::newRow("newer protocol version") << KvCommFrameWriter::hello(
+        3) << false << 5000 << "The server at %1 speaks protocol version 3; this client speaks 1";
     QTest::newRow("something else than a greeting first")
         << KvCommFrameWriter::heartbeat() << false << 5000 << "%1 is not a Kivo monitoring server";
     QTest::newRow("oversize frame instead of a greeting")
-        << oversize << false << 5000 << "Invalid data from %1: a frame of 67108864 bytes";
+        << oversize << false << 5000
+        << "%1 is not a Kivo monitoring server (a frame of 67108864 bytes";
     QTest::newRow("garbage") << QByteArray("HTTP/1.1 400 Bad Request\r\n\r\n") << false << 5000
-                             << "Invalid data from %1";
+                             << "%1 is not a Kivo monitoring server";
     QTest::newRow("server closes in the middle of the greeting")
         << halfHello << true << 5000
         << "The server at %1 closed the connection before it was ready";
@@ -203,8 +208,9 @@ void tst_KvCommClient::attemptFailsWithReadableMessage()
     client.connectToServer(QStringLiteral("127.0.0.1"), raw.port(), unsigned(timeout));
     QTRY_COMPARE_WITH_TIMEOUT(t.errors, 1, 10000);
     QCOMPARE(t.lines.size(), 1);
-    QVERIFY2(t.lines.first().startsWith(QStringLiteral("error ") + expected.arg(target(raw.port()))),
-             qPrintable(t.lines.first()));
+    QVERIFY2(
+        t.lines.first().startsWith(QStringLiteral("error ") + expected.arg(target(raw.port()))),
+        qPrintable(t.lines.first()));
     // Nothing else follows an attempt that failed.
     drainEvents();
     QCOMPARE(t.lines.size(), 1);
@@ -234,8 +240,9 @@ void tst_KvCommClient::refusedConnectionIsRetriedUntilTheServerListens()
         t.watchClient(&client);
         client.connectToServer(QStringLiteral("127.0.0.1"), port, 250);
         QTRY_COMPARE(t.errors, 1);
-        QCOMPARE(t.lines.first(), QStringLiteral("error Connection refused by %1 (retried for 0.25 s)")
-                                      .arg(target(port)));
+        QCOMPARE(t.lines.first(),
+            QStringLiteral("error Connection refused by %1 (retried for 0.25 s)")
+                .arg(target(port)));
     }
     // A server that starts listening while the client retries is reached.
     KvCommClient client;
@@ -246,6 +253,19 @@ void tst_KvCommClient::refusedConnectionIsRetriedUntilTheServerListens()
     QTimer::singleShot(300, &server, [&] { server.listen(QHostAddress::LocalHost, port); });
     QTRY_COMPARE_WITH_TIMEOUT(t.connected, 1, 10000);
     QCOMPARE(t.errors, 0);
+}
+
+void tst_KvCommClient::unknownHostFails()
+{
+    KvCommClient client;
+    Transcript t;
+    t.watchClient(&client);
+    client.connectToServer(QStringLiteral("no-such-host.invalid"), 6174, 5000);
+    QTRY_COMPARE_WITH_TIMEOUT(t.errors, 1, 30000);
+    QVERIFY2(t.lines.first().startsWith(
+                 QStringLiteral("error Host name lookup for no-such-host.invalid failed")),
+        qPrintable(t.lines.first()));
+    QCOMPARE(t.lines.size(), 1);
 }
 
 void tst_KvCommClient::brokenStreamWhileConnected_data()
@@ -264,20 +284,18 @@ void tst_KvCommClient::brokenStreamWhileConnected_data()
         << rulesFrame + KvCommFrameWriter::samples(batch(0), 0, 0).left(20)
         << "The server at %1 closed the connection in the middle of a message";
     QTest::newRow("oversize frame") << oversize << "Invalid data from %1: a frame of";
-    QTest::newRow("samples before the rule data")
-        << KvCommFrameWriter::samples(batch(0), 0, 0)
-        << "Invalid data from %1: samples before the rule data";
+    QTest::newRow("samples before the rule data") << KvCommFrameWriter::samples(
+        batch(0), 0, 0) << "Invalid data from %1: samples before the rule data";
     QTest::newRow("sample of an unknown tracked value")
-        << rulesFrame
-               + KvCommFrameWriter::samples({KvCommClientTrackedData(9, {1.0})}, 0, 0)
+        << rulesFrame + KvCommFrameWriter::samples({KvCommClientTrackedData(9, {1.0})}, 0, 0)
         << "Invalid data from %1: sample of unknown";
     QTest::newRow("indexed sample before its index data")
         << rulesFrame + KvCommFrameWriter::samples({KvCommClientTrackedData(2, {1.0, 2.0})}, 0, 0)
         << "Invalid data from %1: sample of unknown or unindexed";
-    QTest::newRow("rule data twice") << rulesFrame + rulesFrame
-                                     << "Invalid data from %1: rule data received twice";
-    QTest::newRow("greeting twice") << KvCommFrameWriter::hello(1)
-                                    << "The server at %1 greeted twice";
+    QTest::newRow("rule data twice")
+        << rulesFrame + rulesFrame << "Invalid data from %1: rule data received twice";
+    QTest::newRow("greeting twice")
+        << KvCommFrameWriter::hello(1) << "The server at %1 greeted twice";
 }
 
 void tst_KvCommClient::brokenStreamWhileConnected()
@@ -291,6 +309,9 @@ void tst_KvCommClient::brokenStreamWhileConnected()
     KvCommClient client;
     Transcript t;
     t.watchClient(&client);
+    // As the action manager does: a communication error is answered with a
+    // disconnect, which must not add a second end.
+    connect(&client, &KvCommClient::serverError, &client, &KvCommClient::disconnectFromServer);
     client.connectToServer(QStringLiteral("127.0.0.1"), raw.port(), 5000);
     QTRY_COMPARE(t.disconnected, 1);
     drainEvents();
@@ -303,9 +324,67 @@ void tst_KvCommClient::brokenStreamWhileConnected()
         QCOMPARE(t.errors, 1);
         const QString line = t.lines.at(t.lines.size() - 2);
         QVERIFY2(line.startsWith(QStringLiteral("error ") + error.arg(target(raw.port()))),
-                 qPrintable(line));
+            qPrintable(line));
     }
     QCOMPARE(t.lines.last(), QStringLiteral("disconnected"));
+}
+
+void tst_KvCommClient::killedServerIsABrokenConnection()
+{
+    RawServer raw;
+    raw.toSend = handshake() + KvCommFrameWriter::ruleData(rules(), trackedData())
+        + KvCommFrameWriter::samples(batch(0), 0, 0).left(30);
+    raw.abortAfterSend = true;
+    KvCommClient client;
+    Transcript t;
+    t.watchClient(&client);
+    client.connectToServer(QStringLiteral("127.0.0.1"), raw.port(), 5000);
+    QTRY_COMPARE(t.disconnected, 1);
+    drainEvents();
+    QCOMPARE(t.connected, 1);
+    QCOMPARE(t.errors, 1);
+    QCOMPARE(t.disconnected, 1);
+    // The system reports a reset like an orderly close; inside a frame it is
+    // an error all the same.
+    QCOMPARE(t.lines.at(1),
+        QStringLiteral("error The server at %1 closed the connection in "
+                       "the middle of a message")
+            .arg(target(raw.port())));
+}
+
+void tst_KvCommClient::everythingSentBeforeTheCloseIsDelivered()
+{
+    // 25 MiB of samples, the final status and the close leave the server at
+    // once; the client decodes far behind the socket, yet gets all of it and
+    // ends without an error.
+    KvCommServer server;
+    QVERIFY(server.listen(QHostAddress::LocalHost));
+    KvCommClientTrackedRuleInfo rule;
+    rule.numTrackedData = 1;
+    KvCommClientTrackedRuleDataInfo field;
+    field.id = 0;
+    field.ruleId = 0;
+    field.numRows = 8192;
+    server.publishRuleData({rule}, {field});
+    KvCommClient client;
+    Transcript t;
+    t.withSamples = false;
+    t.watchClient(&client);
+    qint64 received = 0;
+    connect(&client, &KvCommClient::serverConnected, this, [&] {
+        connect(client.clientData().data(), &KvCommClientData::trackedDataReceived, this,
+            [&](const QList<KvCommClientTrackedData> &list) { received += list.size(); });
+    });
+    client.connectToServer(QStringLiteral("127.0.0.1"), server.serverPort(), 5000);
+    QTRY_COMPARE(t.connected, 1);
+    const int batches = 400;
+    for (int k = 0; k < batches; ++k)
+        server.publishSamples({KvCommClientTrackedData(0, QVector<double>(8192, k))}, k);
+    server.publishStatus(KvCommStatusFinished);
+    server.closeAllAfterFlush();
+    QTRY_COMPARE_WITH_TIMEOUT(t.disconnected, 1, 60000);
+    QCOMPARE(received, qint64(batches));
+    QCOMPARE(t.lines, QStringList({"connected", "status 3", "disconnected"}));
 }
 
 void tst_KvCommClient::silentServerIsDeclaredDead()
@@ -319,8 +398,9 @@ void tst_KvCommClient::silentServerIsDeclaredDead()
     client.connectToServer(QStringLiteral("127.0.0.1"), raw.port(), 5000);
     QTRY_COMPARE(t.disconnected, 1);
     QCOMPARE(t.errors, 1);
-    QVERIFY2(t.lines.at(1).startsWith(QStringLiteral("error No data from %1 for").arg(target(raw.port()))),
-             qPrintable(t.lines.at(1)));
+    QVERIFY2(t.lines.at(1).startsWith(
+                 QStringLiteral("error No data from %1 for").arg(target(raw.port()))),
+        qPrintable(t.lines.at(1)));
     // The client's own heartbeats went out meanwhile.
     KvCommFrameReader reader;
     reader.addData(raw.received);
@@ -360,6 +440,96 @@ void tst_KvCommClient::disconnectInsideSignalHandler()
     QCOMPARE(t.errors, 0);
 }
 
+void tst_KvCommClient::endingInsideAnySignal_data()
+{
+    QTest::addColumn<QString>("signal");
+    QTest::addColumn<QString>("action");
+    const QStringList signalNames
+        = {"connected", "info", "rules", "index", "samples", "status", "log"};
+    for (const QString &sig : signalNames) {
+        for (const char *action : {"disconnect", "deleteLater", "delete"}) {
+            if (sig == QLatin1String("connected") && action == QLatin1String("delete"))
+                continue; // the one signal whose receivers must use deleteLater
+            QTest::newRow(qPrintable(QLatin1String(action) + QStringLiteral(" in ") + sig))
+                << sig << QString::fromLatin1(action);
+        }
+    }
+}
+
+void tst_KvCommClient::endingInsideAnySignal()
+{
+    QFETCH(QString, signal);
+    QFETCH(QString, action);
+
+    KvCommServer server;
+    server.setControlOptions(KvCommControlLog);
+    QVERIFY(server.listen(QHostAddress::LocalHost));
+    server.publishSimulationInfo(QStringLiteral("sim"), QString(), {}, QDateTime(), QDateTime());
+    server.publishRuleData(rules(), trackedData());
+    server.publishIndexData(1, nodes(), 0);
+    server.publishSamples(batch(0), 0);
+
+    QPointer<KvCommClient> client = new KvCommClient;
+    Transcript t;
+    t.watchClient(client);
+    bool ended = false;
+    int signalsAfterEnd = 0;
+    auto end = [&] {
+        if (ended)
+            return;
+        ended = true;
+        t.lines << QStringLiteral("end");
+        if (action == QLatin1String("disconnect"))
+            client->disconnectFromServer();
+        else if (action == QLatin1String("deleteLater"))
+            client->deleteLater();
+        else
+            delete client.data();
+    };
+    auto hook = [&](const QString &name) {
+        if (ended) {
+            if (name != QLatin1String("disconnected"))
+                ++signalsAfterEnd;
+            return;
+        }
+        if (name == signal)
+            end();
+    };
+    connect(client, &KvCommClient::serverDisconnected, this, [&] { hook("disconnected"); });
+    connect(client, &KvCommClient::simulationStatusChanged, this, [&] { hook("status"); });
+    connect(client, &KvCommClient::logDataReceived, this, [&] { hook("log"); });
+    connect(client, &KvCommClient::serverConnected, this, [&] {
+        KvCommClientData *data = client->clientData().data();
+        connect(data, &KvCommClientData::simulationInfoAvailable, this, [&] { hook("info"); });
+        connect(data, &KvCommClientData::simulationRuleDataAvailable, this, [&] { hook("rules"); });
+        connect(data, &KvCommClientData::trackedIndexDataAvailable, this, [&] { hook("index"); });
+        connect(data, &KvCommClientData::trackedDataReceived, this, [&] { hook("samples"); });
+        hook("connected");
+    });
+    client->connectToServer(QStringLiteral("127.0.0.1"), server.serverPort(), 5000);
+    QTRY_COMPARE(t.connected, 1);
+    server.publishStatus(KvCommStatusRunning);
+    server.publishLog(6, QStringLiteral("x\n"));
+    server.publishSamples(batch(1), 1);
+    QTRY_VERIFY(ended);
+    if (action == QLatin1String("disconnect")) {
+        QTRY_COMPARE(t.disconnected, 1);
+        QCOMPARE(t.lines.last(), QStringLiteral("disconnected"));
+    } else {
+        QTRY_VERIFY(client.isNull());
+    }
+    QTRY_COMPARE(server.clientCount(), 0);
+    drainEvents();
+    // After deleteLater() the rest of a decoding slice may still be delivered
+    // (the client lives until the event loop deletes it), except after
+    // serverConnected(), whose receivers typically hand the client over.
+    if (action != QLatin1String("deleteLater") || signal == QLatin1String("connected"))
+        QCOMPARE(signalsAfterEnd, 0);
+    QCOMPARE(t.errors, 0);
+    QVERIFY(t.disconnected <= 1);
+    delete client.data();
+}
+
 void tst_KvCommClient::disconnectOutsideTheEventLoop()
 {
     KvCommServer server;
@@ -390,8 +560,9 @@ void tst_KvCommClient::abandonedAttemptEndsWithOneError()
     client.disconnectFromServer();
     QTRY_COMPARE(t.errors, 1);
     drainEvents();
-    QCOMPARE(t.lines, QStringList({QStringLiteral("error Connection attempt to %1 abandoned")
-                                       .arg(target(raw.port()))}));
+    QCOMPARE(t.lines,
+        QStringList(
+            {QStringLiteral("error Connection attempt to %1 abandoned").arg(target(raw.port()))}));
 }
 
 void tst_KvCommClient::deleteLaterInsideServerConnected()
@@ -452,12 +623,12 @@ void tst_KvCommClient::floodIsDecodedInSlices()
     bool ordered = true;
     connect(&client, &KvCommClient::serverConnected, this, [&] {
         connect(client.clientData().data(), &KvCommClientData::trackedDataReceived, this,
-                [&](const QList<KvCommClientTrackedData> &list, qint64 elapsed) {
-                    ++batches;
-                    ordered = ordered && list.size() == 1 && list[0].sequence == lastSequence + 1
-                              && elapsed == list[0].sequence;
-                    lastSequence = list[0].sequence;
-                });
+            [&](const QList<KvCommClientTrackedData> &list, qint64 elapsed) {
+                ++batches;
+                ordered = ordered && list.size() == 1 && list[0].sequence == lastSequence + 1
+                    && elapsed == list[0].sequence;
+                lastSequence = list[0].sequence;
+            });
         QTimer::singleShot(0, this, [&] { batchesWhenTimerRan = batches; });
     });
     client.connectToServer(QStringLiteral("127.0.0.1"), server.serverPort(), 5000);

@@ -17,13 +17,10 @@ QByteArray body(const std::function<void(QCborStreamWriter &)> &write)
     return out;
 }
 
-QByteArray frameOf(const QByteArray &b)
-{
-    return KvCommFrameWriter::frame(b);
-}
+QByteArray frameOf(const QByteArray &b) { return KvCommFrameWriter::frame(b); }
 
 QByteArray samplesBody(const QVector<qint64> &ids, const QVector<qint64> &counts,
-                       const QByteArray &values, bool tagged = true)
+    const QByteArray &values, bool tagged = true)
 {
     return body([&](QCborStreamWriter &w) {
         w.startMap(6);
@@ -54,7 +51,7 @@ QByteArray samplesBody(const QVector<qint64> &ids, const QVector<qint64> &counts
 QList<KvCommClientTrackedData> someSamples()
 {
     return {KvCommClientTrackedData(0, {1.5}), KvCommClientTrackedData(2, {}),
-            KvCommClientTrackedData(1, {-2.0, 3.25, 1e300})};
+        KvCommClientTrackedData(1, {-2.0, 3.25, 1e300})};
 }
 
 } // namespace
@@ -98,8 +95,7 @@ void tst_KvCommFrameReader::everyMessageSurvivesARoundTrip()
     stream += KvCommFrameWriter::controlOptions(7);
     stream += KvCommFrameWriter::status(KvCommStatusRunning, t0);
     stream += KvCommFrameWriter::simulationInfo(QStringLiteral("heat"), QStringLiteral("été"),
-                                                {QStringLiteral("a.lua"), QStringLiteral("b.lua")},
-                                                t0, QDateTime());
+        {QStringLiteral("a.lua"), QStringLiteral("b.lua")}, t0, QDateTime());
     stream += KvCommFrameWriter::ready();
     stream += KvCommFrameWriter::ruleData({rule}, {a, b});
     stream += KvCommFrameWriter::indexData(
@@ -172,17 +168,16 @@ void tst_KvCommFrameReader::everyMessageSurvivesARoundTrip()
 void tst_KvCommFrameReader::samplesFrameMatchesTheDocumentedBytes()
 {
     // The example of docs/protocol.md, byte for byte.
-    const QByteArray expected = QByteArray::fromHex(
-        "0000002d"
-        "a6"
-        "000b"
-        "011828"
-        "020a"
-        "03820007"
-        "04820102"
-        "05d8565818"
-        "000000000000e03f"
-        "000000000000f03f0000000000000040");
+    const QByteArray expected = QByteArray::fromHex("0000002d"
+                                                    "a6"
+                                                    "000b"
+                                                    "011828"
+                                                    "020a"
+                                                    "03820007"
+                                                    "04820102"
+                                                    "05d8565818"
+                                                    "000000000000e03f"
+                                                    "000000000000f03f0000000000000040");
     const QByteArray frame = KvCommFrameWriter::samples(
         {KvCommClientTrackedData(0, {0.5}), KvCommClientTrackedData(7, {1.0, 2.0})}, 40, 10);
     QCOMPARE(frame.toHex(), expected.toHex());
@@ -209,8 +204,7 @@ void tst_KvCommFrameReader::samplesKeepValuesSequenceAndElapsedTime()
 void tst_KvCommFrameReader::framesSplitAtAnyByteAreReassembled()
 {
     const QByteArray stream = KvCommFrameWriter::log(1, QStringLiteral("one"))
-                              + KvCommFrameWriter::samples(someSamples(), 5, 0)
-                              + KvCommFrameWriter::heartbeat();
+        + KvCommFrameWriter::samples(someSamples(), 5, 0) + KvCommFrameWriter::heartbeat();
     for (int step = 1; step <= 7; ++step) {
         KvCommFrameReader reader;
         KvCommMessage m;
@@ -221,9 +215,9 @@ void tst_KvCommFrameReader::framesSplitAtAnyByteAreReassembled()
                 types.append(m.type);
         }
         QVERIFY(!reader.hasError());
-        QCOMPARE(types, (QVector<KvCommProtocol::MessageType>{
-                            KvCommProtocol::Log, KvCommProtocol::Samples,
-                            KvCommProtocol::Heartbeat}));
+        QCOMPARE(types,
+            (QVector<KvCommProtocol::MessageType> {
+                KvCommProtocol::Log, KvCommProtocol::Samples, KvCommProtocol::Heartbeat}));
     }
 }
 
@@ -282,8 +276,8 @@ void tst_KvCommFrameReader::malformedFramesAreErrors_data()
     qToBigEndian<quint32>(0xffffffffu, maxLen.data());
     QTest::newRow("length 4 GiB refused") << maxLen << "exceeds";
     QTest::newRow("empty frame") << QByteArray(4, '\0') << "empty";
-    QTest::newRow("body not a map") << frameOf(body([](QCborStreamWriter &w) { w.append(1); }))
-                                    << "not a CBOR map";
+    QTest::newRow("body not a map")
+        << frameOf(body([](QCborStreamWriter &w) { w.append(1); })) << "not a CBOR map";
     QTest::newRow("map without type") << frameOf(body([](QCborStreamWriter &w) {
         w.startMap(1);
         w.append(1);
@@ -316,8 +310,8 @@ void tst_KvCommFrameReader::malformedFramesAreErrors_data()
         w.append(QStringLiteral("x"));
         w.endMap();
     })) << "out of range";
-    QTest::newRow("negative sample id") << frameOf(samplesBody({-1}, {1}, eightBytes))
-                                        << "out of range";
+    QTest::newRow("negative sample id")
+        << frameOf(samplesBody({-1}, {1}, eightBytes)) << "out of range";
     QTest::newRow("log without text") << frameOf(body([](QCborStreamWriter &w) {
         w.startMap(2);
         w.append(0);
@@ -328,12 +322,12 @@ void tst_KvCommFrameReader::malformedFramesAreErrors_data()
     })) << "lacks a required field";
     QTest::newRow("sizes disagree with the byte string")
         << frameOf(samplesBody({0, 1}, {1, 2}, eightBytes)) << "declare 3 values";
-    QTest::newRow("more ids than sizes") << frameOf(samplesBody({0, 1}, {1}, eightBytes))
-                                         << "2 sample ids but 1";
+    QTest::newRow("more ids than sizes")
+        << frameOf(samplesBody({0, 1}, {1}, eightBytes)) << "2 sample ids but 1";
     QTest::newRow("byte string not a whole number of doubles")
         << frameOf(samplesBody({0}, {1}, QByteArray(7, 'x'))) << "carry 7 bytes";
-    QTest::newRow("values without tag 86") << frameOf(samplesBody({0}, {1}, eightBytes, false))
-                                           << "not a tagged";
+    QTest::newRow("values without tag 86")
+        << frameOf(samplesBody({0}, {1}, eightBytes, false)) << "not a tagged";
     QTest::newRow("index type 3 does not exist") << frameOf(body([](QCborStreamWriter &w) {
         w.startMap(4);
         w.append(0);
@@ -349,15 +343,34 @@ void tst_KvCommFrameReader::malformedFramesAreErrors_data()
     })) << "out of range";
 
     // Hand-made bytes: CBOR that lies about its own sizes.
-    QByteArray arrayLie = QByteArray::fromHex("a300186e01" "9bffffffffffffff00");
-    QTest::newRow("array announcing 2^64 items allocates nothing") << frameOf(arrayLie)
-                                                                   << "";
-    QByteArray stringLie = QByteArray::fromHex("a2000e02" "7a7fffffff" "41");
+    QByteArray arrayLie = QByteArray::fromHex("a300186e01"
+                                              "9bffffffffffffff00");
+    QTest::newRow("array announcing 2^64 items allocates nothing") << frameOf(arrayLie) << "";
+    QByteArray stringLie = QByteArray::fromHex("a2000e02"
+                                               "7a7fffffff"
+                                               "41");
     QTest::newRow("text announcing 2 GiB in a 10-byte frame") << frameOf(stringLie) << "";
     QTest::newRow("text announcing 1.8 GB in a 17-byte frame")
         << QByteArray::fromBase64("AAAAEaUACgEAAgADgnpuMWJuMgQD") << "longer than the frame";
     QTest::newRow("skipped unknown field announcing 1.8 GB")
         << frameOf(QByteArray::fromHex("a2000e18637a6e31626e41")) << "longer than the frame";
+    QTest::newRow("70000 samples in one batch")
+        << frameOf(samplesBody(QVector<qint64>(70000, 0), QVector<qint64>(70000, 0), QByteArray()))
+        << "more than 65536 sample ids";
+    QTest::newRow("70000 rules of one byte each, length not announced") << frameOf(
+        body([](QCborStreamWriter &w) {
+            w.startMap(2);
+            w.append(0);
+            w.append(quint64(KvCommProtocol::RuleData));
+            w.append(1);
+            w.startArray();
+            for (int i = 0; i < 70000; ++i) {
+                w.startMap(0);
+                w.endMap();
+            }
+            w.endArray();
+            w.endMap();
+        })) << "more than 65536 rules";
     QByteArray truncatedBody = KvCommFrameWriter::log(2, QStringLiteral("truncated")).mid(4);
     truncatedBody.chop(3);
     QTest::newRow("body ends inside a string") << frameOf(truncatedBody) << "";

@@ -39,6 +39,7 @@ private slots:
     void portZeroChoosesAPortAndReportsClients();
     void newClientGetsTheCurrentStateInOrder();
     void lateJoinerGetsHistoryMinusWhatTheLimitDropped();
+    void dataBeforeTheRuleDataIsDiscarded();
     void controlRequestsHonouredOnlyWhenAnnounced_data();
     void controlRequestsHonouredOnlyWhenAnnounced();
     void stalledClientIsDroppedWhileThePublisherGoesOn();
@@ -120,21 +121,21 @@ void tst_KvCommServer::lateJoinerGetsHistoryMinusWhatTheLimitDropped()
     connect(&client, &KvCommClient::serverConnected, this, [&] {
         t.watchData(client.clientData().data());
         connect(client.clientData().data(), &KvCommClientData::trackedDataReceived, this,
-                [&](const QList<KvCommClientTrackedData> &list) {
-                    for (const KvCommClientTrackedData &s : list) {
-                        sequences << s.sequence;
-                        fromHistory << bool(s.flags & KvCommClientTrackedData::FromHistory);
-                    }
-                });
+            [&](const QList<KvCommClientTrackedData> &list) {
+                for (const KvCommClientTrackedData &s : list) {
+                    sequences << s.sequence;
+                    fromHistory << bool(s.flags & KvCommClientTrackedData::FromHistory);
+                }
+            });
     });
     client.connectToServer(QStringLiteral("127.0.0.1"), server.serverPort(), 5000);
     QTRY_COMPARE(sequences.size(), 15);
     // The index data older than every kept sample still comes first.
     QCOMPARE(t.lines,
-             QStringList({"connected", "rules 2 3",
-                          "log 4 The server dropped the oldest 9 samples of its history to "
-                          "bound its memory",
-                          "index 1 0 n1,n2 t=0"}));
+        QStringList({"connected", "rules 2 3",
+            "log 4 The server dropped the oldest 9 samples of its history to "
+            "bound its memory",
+            "index 1 0 n1,n2 t=0"}));
     QCOMPARE(sequences.first(), 9);
     QCOMPARE(sequences.last(), 23);
     QVERIFY(!fromHistory.contains(false));
@@ -146,22 +147,49 @@ void tst_KvCommServer::lateJoinerGetsHistoryMinusWhatTheLimitDropped()
     QCOMPARE(fromHistory.at(15), false);
 }
 
+void tst_KvCommServer::dataBeforeTheRuleDataIsDiscarded()
+{
+    // Clients would refuse samples before the rules: the server never sends
+    // them, nor numbers them, nor a second set of rules.
+    KvCommServer server;
+    QVERIFY(server.listen(QHostAddress::LocalHost));
+    QCOMPARE(server.publishSamples(batch(0), 0), qint64(-1));
+    server.publishIndexData(1, nodes(), 0);
+    server.publishRuleData(rules(), trackedData());
+    server.publishRuleData(rules(), trackedData());
+    server.publishIndexData(1, nodes(), 1);
+    QCOMPARE(server.publishSamples(batch(1), 1), qint64(0));
+    QCOMPARE(server.publishSamples({}, 2), qint64(-1));
+
+    KvCommClient client;
+    Transcript t;
+    t.watchClient(&client);
+    connect(&client, &KvCommClient::serverConnected, this,
+        [&] { t.watchData(client.clientData().data()); });
+    client.connectToServer(QStringLiteral("127.0.0.1"), server.serverPort(), 5000);
+    QTRY_COMPARE(t.lines.size(), 4);
+    QCOMPARE(t.lines,
+        QStringList({"connected", "rules 2 3", "index 1 0 n1,n2 t=1",
+            "samples t=1 0#0h=1 1#1h=0.5 2#2h=1.1,1.2,1.3,1.4"}));
+    QCOMPARE(t.errors, 0);
+}
+
 void tst_KvCommServer::controlRequestsHonouredOnlyWhenAnnounced_data()
 {
     QTest::addColumn<quint32>("announced");
     QTest::addColumn<quint32>("request");
     QTest::addColumn<QString>("expected");
 
-    QTest::newRow("cancel announced") << quint32(KvCommControlCancel)
-                                      << quint32(KvCommControlCancel) << "cancel";
+    QTest::newRow("cancel announced")
+        << quint32(KvCommControlCancel) << quint32(KvCommControlCancel) << "cancel";
     QTest::newRow("terminate announced") << quint32(KvCommControlCancel | KvCommControlTerminate)
                                          << quint32(KvCommControlTerminate) << "terminate";
-    QTest::newRow("cancel not announced") << quint32(KvCommControlTerminate)
-                                          << quint32(KvCommControlCancel) << "ignored";
-    QTest::newRow("terminate not announced") << quint32(KvCommControlLog)
-                                             << quint32(KvCommControlTerminate) << "ignored";
-    QTest::newRow("log is no request") << quint32(KvCommControlLog) << quint32(KvCommControlLog)
-                                       << "ignored";
+    QTest::newRow("cancel not announced")
+        << quint32(KvCommControlTerminate) << quint32(KvCommControlCancel) << "ignored";
+    QTest::newRow("terminate not announced")
+        << quint32(KvCommControlLog) << quint32(KvCommControlTerminate) << "ignored";
+    QTest::newRow("log is no request")
+        << quint32(KvCommControlLog) << quint32(KvCommControlLog) << "ignored";
 }
 
 void tst_KvCommServer::controlRequestsHonouredOnlyWhenAnnounced()
@@ -176,12 +204,12 @@ void tst_KvCommServer::controlRequestsHonouredOnlyWhenAnnounced()
     QStringList seen;
     connect(&server, &KvCommServer::cancelRequested, this, [&] { seen << "cancel"; });
     connect(&server, &KvCommServer::terminateRequested, this, [&] { seen << "terminate"; });
-    connect(&server, &KvCommServer::controlRequestIgnored, this,
-            [&](quint32 r, const QString &reason) {
-                QCOMPARE(r, request);
-                QVERIFY(reason.contains(QStringLiteral("ignored")));
-                seen << "ignored";
-            });
+    connect(
+        &server, &KvCommServer::controlRequestIgnored, this, [&](quint32 r, const QString &reason) {
+            QCOMPARE(r, request);
+            QVERIFY(reason.contains(QStringLiteral("ignored")));
+            seen << "ignored";
+        });
     KvCommClient client;
     QSignalSpy connected(&client, &KvCommClient::serverConnected);
     client.connectToServer(QStringLiteral("127.0.0.1"), server.serverPort(), 5000);
@@ -213,13 +241,13 @@ void tst_KvCommServer::stalledClientIsDroppedWhileThePublisherGoesOn()
     stalled.write(KvCommFrameWriter::hello(1));
     // A healthy client alongside.
     KvCommClient healthy;
-    std::atomic<qint64> received{0};
-    std::atomic<bool> healthyGone{false};
+    std::atomic<qint64> received {0};
+    std::atomic<bool> healthyGone {false};
     connect(&healthy, &KvCommClient::serverError, this, [&] { healthyGone = true; });
     connect(&healthy, &KvCommClient::serverDisconnected, this, [&] { healthyGone = true; });
     connect(&healthy, &KvCommClient::serverConnected, this, [&] {
         connect(healthy.clientData().data(), &KvCommClientData::trackedDataReceived, this,
-                [&](const QList<KvCommClientTrackedData> &list) { received += list.size(); });
+            [&](const QList<KvCommClientTrackedData> &list) { received += list.size(); });
     });
     QSignalSpy healthyUp(&healthy, &KvCommClient::serverConnected);
     healthy.connectToServer(QStringLiteral("127.0.0.1"), server.serverPort(), 5000);
@@ -232,8 +260,8 @@ void tst_KvCommServer::stalledClientIsDroppedWhileThePublisherGoesOn()
     // stalled one falls behind.
     const int batches = 1024;
     QThread *worker = QThread::create([&server, &received, &healthyGone] {
-        const QList<KvCommClientTrackedData> big = {
-            KvCommClientTrackedData(0, QVector<double>(8192, 0.5))};
+        const QList<KvCommClientTrackedData> big
+            = {KvCommClientTrackedData(0, QVector<double>(8192, 0.5))};
         for (int k = 0; k < batches; ++k) {
             while (k - received.load() > 32 && !healthyGone)
                 QThread::yieldCurrentThread();
@@ -259,10 +287,10 @@ void tst_KvCommServer::misbehavingClientIsDropped_data()
     QTest::addColumn<bool>("toldWhy");
 
     QByteArray notHello = KvCommFrameWriter::controlRequest(2);
-    QTest::newRow("request before the greeting") << notHello << "not a Kivo monitoring client"
-                                                 << false;
-    QTest::newRow("other protocol version") << KvCommFrameWriter::hello(2)
-                                            << "speaks protocol version 2" << true;
+    QTest::newRow("request before the greeting")
+        << notHello << "not a Kivo monitoring client" << false;
+    QTest::newRow("other protocol version")
+        << KvCommFrameWriter::hello(2) << "speaks protocol version 2" << true;
     QTest::newRow("garbage") << QByteArray("GET / HTTP/1.1\r\n\r\n") << "dropped:" << false;
 }
 
@@ -284,7 +312,7 @@ void tst_KvCommServer::misbehavingClientIsDropped()
     raw.write(bytes);
     QTRY_COMPARE(dropped.count(), 1);
     QVERIFY2(dropped.first().at(1).toString().contains(reason),
-             qPrintable(dropped.first().at(1).toString()));
+        qPrintable(dropped.first().at(1).toString()));
     QTRY_COMPARE(left.count(), 1);
     QTRY_COMPARE(raw.state(), QAbstractSocket::UnconnectedState);
     const QVector<KvCommMessage> msgs = messagesOf(got);
@@ -335,7 +363,8 @@ void tst_KvCommServer::closeAllAfterFlushDeliversTheFinalStatus()
         transcripts << t;
     }
     QTRY_COMPARE(server.clientCount(), 3);
-    QTRY_VERIFY(transcripts[0]->connected && transcripts[1]->connected && transcripts[2]->connected);
+    QTRY_VERIFY(
+        transcripts[0]->connected && transcripts[1]->connected && transcripts[2]->connected);
     QSignalSpy closed(&server, &KvCommServer::allClosed);
     // Published from another thread right before closing: still delivered.
     QThread *worker = QThread::create([&server] {
