@@ -22,7 +22,13 @@ namespace {
 const char graphIndexMime[] = "application/x-GraphIndex";
 
 // A frame: points, ranges and log text reach the widgets at most this often.
-constexpr int frameIntervalMs = 20;
+constexpr int frameIntervalMs = 16;
+
+// Qt Charts strokes every segment of a wide antialiased line on its own, so
+// painting costs about as much per point as everything else together; a frame
+// updates at most this many charts (those waiting longest), the others follow
+// in the next frame.
+constexpr int chartsPerFrame = 2;
 
 // Columns assumed for a plot that has not been laid out yet.
 constexpr int fallbackColumns = 1024;
@@ -44,7 +50,8 @@ QLineSeries *newSeries(QChart *chart)
 } // namespace
 
 // One chart. The axis rule and the bookkeeping of points run per sample; the
-// axes and series are brought up to date by flush(), once per frame.
+// axes and series are brought up to date together by flush(), so a chart's
+// ranges always belong to the points it shows.
 struct KvcResultsWidget::ChartData {
     ChartData(GraphicsData *graphic, QSharedPointer<KvcResultsData> resultData);
 
@@ -59,7 +66,7 @@ struct KvcResultsWidget::ChartData {
     void addLine(QLineSeries *series, int component, int first, int end);
     bool source(const KvcResultsData &data, int component, const QVector<double> *&xs,
         const QVector<double> *&ys) const;
-    void flush(const KvcResultsData &data, int columns);
+    void flush(const KvcResultsData &data, qreal pixelRatio);
 
     QChart *chart = nullptr;
     QValueAxis *xAxis = nullptr;
@@ -67,6 +74,8 @@ struct KvcResultsWidget::ChartData {
     double xMax = 0.0;
     double yMax = 0.0;
     GraphicsData *graphic = nullptr;
+    // Something changed since the last flush.
+    bool dirty = false;
 
     // One per series, in the order the series were added: the series shows
     // samples [first, end) of its source (x: the history's times, y: the
@@ -101,6 +110,7 @@ void KvcResultsWidget::ChartData::setGraphic(
     GraphicsData *newGraphic, QSharedPointer<KvcResultsData> resultData)
 {
     graphic = newGraphic;
+    dirty = true;
     lines.clear();
     chart->removeAllSeries();
 
@@ -163,8 +173,10 @@ void KvcResultsWidget::ChartData::loadGraphic(QSharedPointer<KvcResultsData> res
 
 void KvcResultsWidget::ChartData::appendPoint(double, double, int seriesIndex)
 {
-    if (seriesIndex >= 0 && seriesIndex < lines.size())
+    if (seriesIndex >= 0 && seriesIndex < lines.size()) {
         ++lines[seriesIndex].end;
+        dirty = true;
+    }
 }
 
 void KvcResultsWidget::ChartData::updateRanges(double x, double y)
@@ -183,6 +195,7 @@ void KvcResultsWidget::ChartData::setXRange(double max)
 {
     xRangePending = true;
     pendingXMax = max;
+    dirty = true;
 }
 
 void KvcResultsWidget::ChartData::setYRange(double min, double max)
@@ -190,6 +203,7 @@ void KvcResultsWidget::ChartData::setYRange(double min, double max)
     yRangePending = true;
     pendingYMin = min;
     pendingYMax = max;
+    dirty = true;
 }
 
 void KvcResultsWidget::ChartData::addLine(QLineSeries *series, int component, int first, int end)
@@ -217,7 +231,7 @@ bool KvcResultsWidget::ChartData::source(const KvcResultsData &data, int compone
     return true;
 }
 
-void KvcResultsWidget::ChartData::flush(const KvcResultsData &data, int columns)
+void KvcResultsWidget::ChartData::flush(const KvcResultsData &data, qreal pixelRatio)
 {
     // Ranges first, so that the series' new points are laid out once.
     if (xRangePending)
@@ -226,6 +240,9 @@ void KvcResultsWidget::ChartData::flush(const KvcResultsData &data, int columns)
         yAxis->setRange(pendingYMin, pendingYMax);
     xRangePending = yRangePending = false;
 
+    int columns = qRound(chart->plotArea().width() * pixelRatio);
+    if (columns < 2)
+        columns = fallbackColumns;
     for (Line &line : lines) {
         const QVector<double> *xs = nullptr;
         const QVector<double> *ys = nullptr;
@@ -234,6 +251,8 @@ void KvcResultsWidget::ChartData::flush(const KvcResultsData &data, int columns)
         line.feeder.setGrid(xAxis->min(), xAxis->max(), columns);
         line.feeder.sync(*xs, *ys, line.end);
     }
+    // What the axes signalled while being set is taken care of.
+    dirty = false;
 }
 
 KvcResultsWidget::KvcResultsWidget(KvcActionManager *actMgr,
@@ -313,8 +332,12 @@ void KvcResultsWidget::initCharts()
     }
     for (ChartData *data : qAsConst(charts)) {
         // A zoom or a resize changes the pixel columns of the plot.
-        connect(data->chart, &QChart::plotAreaChanged, this, &KvcResultsWidget::scheduleFrame);
-        connect(data->xAxis, &QValueAxis::rangeChanged, this, &KvcResultsWidget::scheduleFrame);
+        auto regrid = [this, data] {
+            data->dirty = true;
+            scheduleFrame();
+        };
+        connect(data->chart, &QChart::plotAreaChanged, this, regrid);
+        connect(data->xAxis, &QValueAxis::rangeChanged, this, regrid);
     }
     scheduleFrame();
 }
@@ -506,12 +529,18 @@ void KvcResultsWidget::scheduleFrame()
 void KvcResultsWidget::flushFrame()
 {
     QChartView *const views[] = {urChart, mrChart, lrChart, ulChart};
-    for (int i = 0; i < charts.size(); ++i) {
-        ChartData *data = charts.at(i);
-        int columns = qRound(data->chart->plotArea().width() * views[i]->devicePixelRatioF());
-        if (columns < 2)
-            columns = fallbackColumns;
-        data->flush(*m_resultData, columns);
+    int flushed = 0;
+    for (int n = 0; n < charts.size() && flushed < chartsPerFrame; ++n) {
+        const int i = (nextFlush + n) % charts.size();
+        if (!charts.at(i)->dirty)
+            continue;
+        charts.at(i)->flush(*m_resultData, views[i]->devicePixelRatioF());
+        nextFlush = (i + 1) % charts.size();
+        ++flushed;
     }
     logBuffer->flush();
+    for (ChartData *data : qAsConst(charts)) {
+        if (data->dirty)
+            scheduleFrame();
+    }
 }

@@ -33,9 +33,12 @@ class QTimer;
 /// (which points belong to which series, the axis rule: an axis grows to 1.25
 /// times a value that comes within 5 % of its end, a rule graphic's y range is
 /// its value's minimum and maximum), but what reaches Qt Charts is coalesced:
-/// - at most once per frame (about 50 Hz, only while something changed), each
-///   axis gets the range it would have after the same samples appended one by
-///   one, and each series gets one replace() with its new points;
+/// - at most once per frame (at most 60 Hz, only while something changed),
+///   a chart's axes get the ranges they would have after the same samples
+///   appended one by one, and each of its series one replace() with its new
+///   points. Painting a chart costs about as much as everything else, so a
+///   frame updates at most two charts, those waiting longest; with all four
+///   growing, each is updated every second frame;
 /// - a series holds every sample exactly while it has at most four times as
 ///   many as its plot is wide in pixels; beyond that it holds, per pixel
 ///   column of the visible x range, the first, minimum, maximum and last sample
@@ -102,4 +105,6 @@ private:
 
     KvcLogBuffer *logBuffer = nullptr;
     QTimer *frameTimer = nullptr;
+    // The chart that the next frame looks at first.
+    int nextFlush = 0;
 };
