@@ -281,23 +281,27 @@ KvcResultsWidget::KvcResultsWidget(KvcActionManager *actMgr,
 
     if (actMgr) {
         connect(actMgr,
-            SIGNAL(executionStatusChanged(
-                KvcActionManager::ExecutionStatus, QSharedPointer<KvcResultsData> &)),
-            this, SLOT(executionStatusChanged(KvcActionManager::ExecutionStatus)));
-        connect(actMgr, SIGNAL(logDataReceived(int, const QString &)), this,
-            SLOT(appendLogMsg(int, const QString &)));
+            "2executionStatusChanged(KvcActionManager::ExecutionStatus, "
+            "QSharedPointer<KvcResultsData>&)",
+            this, "1executionStatusChanged(KvcActionManager::ExecutionStatus)");
+        connect(actMgr, "2logDataReceived(int, const QString&)", this,
+            "1appendLogMsg(int, const QString&)");
     }
     if (resultData) {
-        connect(
-            resultData.data(), SIGNAL(simulationInfoAvailable()), this, SLOT(simInfoAvailable()));
-        connect(resultData.data(), SIGNAL(simulationRuleDataAvailable()), this,
-            SLOT(ruleInfoAvailable()));
-        connect(resultData.data(), SIGNAL(trackedDataReceived(int)), this, SLOT(addTrackData(int)));
+        connect(resultData.data(), "2simulationInfoAvailable()", this, "1simInfoAvailable()");
+        connect(resultData.data(), "2simulationRuleDataAvailable()", this, "1ruleInfoAvailable()");
+        connect(resultData.data(), "2trackedDataReceived(int)", this, "1addTrackData(int)");
     }
 }
 
 KvcResultsWidget::~KvcResultsWidget()
 {
+    // The charts outlive this body (their views are children); they must not
+    // reach the ChartData deleted here.
+    for (ChartData *data : qAsConst(charts)) {
+        data->chart->disconnect(this);
+        data->xAxis->disconnect(this);
+    }
     qDeleteAll(charts);
     charts.clear();
     delete logBuffer;
