@@ -2,10 +2,9 @@
 
 #include <QLoggingCategory>
 
-// Debug messages of skipped samples are off unless asked for
-// (QT_LOGGING_RULES="kvc.results.debug=true"): a misbehaving server could
-// otherwise flood the host's output once per sample.
-Q_LOGGING_CATEGORY(lcResults, "kvc.results", QtInfoMsg)
+// Skipped samples and records are reported at debug level; a host silences
+// them with QT_LOGGING_RULES="kvc.results.debug=false".
+Q_LOGGING_CATEGORY(lcResults, "kvc.results")
 
 KvcResultsData::KvcResultsData()
 {
@@ -251,8 +250,9 @@ void KvcResultsData::newTrackedData(const QList<KvCommClientTrackedData> &data, 
 
         const int n = values.size();
         if (n != history.data.size()) {
-            qCDebug(lcResults, "sample of tracked value %d with %d components skipped, %d stored",
-                id, n, int(history.data.size()));
+            qCDebug(lcResults,
+                "sample of tracked value %d with %d components skipped, its history has %d", id, n,
+                int(history.data.size()));
             continue;
         }
 

@@ -41,17 +41,26 @@
 ///   in batch order; never for a sample that was skipped;
 /// - trackedIndexDataAvailable(int, int): after an index record is stored.
 ///
+/// Storage: a sample's x is the latest simulated time received before it (a
+/// time sample earlier in the same batch counts), 0.0 before the first time
+/// sample. min and max move only on strictly smaller or larger values, so NaN
+/// moves neither. A history gets its component vectors at its value's first
+/// sample (indexed values: lines of the rule's index data at that moment).
+/// Appending is amortised constant time; readers get const references.
+///
 /// Samples and records that break the store's guarantees are skipped, never
-/// stored outside a vector; each skip writes a debug message in the logging
-/// category "kvc.results" (off by default) and emits nothing:
+/// stored outside a vector; each skip writes a debug message that says which
+/// (logging category "kvc.results") and emits nothing:
 /// - a time sample with a component count other than one;
 /// - a sample whose id is not a tracked value (including id -1 when there is
 ///   no time track);
 /// - a sample whose component count differs from the number of component
 ///   vectors of its history (fixed at the value's first sample, e.g. from index
-///   data that later changed its line count): taking fewer would leave some
-///   vectors shorter than `time`, taking more would have nowhere to go, so
-///   every vector of a history always stays as long as its `time`;
+///   data that later changed its line count; a sample of an indexed value whose
+///   index has not arrived finds no vectors, and the next sample tries again):
+///   taking fewer would leave some vectors shorter than `time`, taking more
+///   would have nowhere to go, so every vector of a history always stays as
+///   long as its `time`;
 /// - index data for a rule outside 0..number of rules - 1, or of an index type
 ///   outside 0..2.
 /// Slots reached after setSimulationData(nullptr) (from a store followed
