@@ -44,17 +44,48 @@ bool KvcChartSeriesFeeder::sync(const QVector<double> &xs, const QVector<double>
 {
     end = qMin(end, qMin(xs.size(), ys.size()));
     // The source never shrinks; if it did, start over rather than read past it.
-    const bool shrunk = end < m_end;
+    const bool shrunk = end < qMax(m_end, m_rebuildAt);
     const int total = qMax(0, end - m_first);
     const bool decimate = gridUsable() && total > ColumnFactor * m_columns;
     const bool gridChanged = m_gridChanged;
     m_gridChanged = false;
 
     if (shrunk || decimate != m_decimated || (decimate && gridChanged)) {
-        rebuild(xs, ys, end, decimate);
+        m_decimated = decimate;
+        m_runs.clear();
+        m_lastRunOffset = 0;
+        m_end = m_first;
+        m_rebuildAt = -1;
+        if (decimate) {
+            // Columns are filled over as many calls as the budget asks; the
+            // series keeps its picture until they are complete.
+            m_rebuildAt = m_first;
+        } else {
+            // At most ColumnFactor x columns points: done at once.
+            rebuildExact(xs, ys, end);
+            m_end = qMax(end, m_first);
+            m_series->replace(m_out);
+            return true;
+        }
+    }
+
+    if (m_rebuildAt >= 0) {
+        const int stop = int(qMin<qint64>(end, qint64(m_rebuildAt) + m_rebuildBudget));
+        scanDecimated(xs, ys, m_rebuildAt, stop);
+        m_rebuildAt = stop;
+        if (stop < end)
+            return false;
+        m_rebuildAt = -1;
+        m_end = qMax(end, m_first);
+        m_out.clear();
+        for (int r = 0; r < m_runs.size(); ++r) {
+            m_lastRunOffset = m_out.size();
+            emitRun(m_runs.at(r));
+        }
         m_series->replace(m_out);
         return true;
     }
+
     if (end <= m_end)
         return false;
 
@@ -71,23 +102,35 @@ bool KvcChartSeriesFeeder::sync(const QVector<double> &xs, const QVector<double>
     return true;
 }
 
-void KvcChartSeriesFeeder::rebuild(
-    const QVector<double> &xs, const QVector<double> &ys, int end, bool decimate)
+void KvcChartSeriesFeeder::rebuildExact(
+    const QVector<double> &xs, const QVector<double> &ys, int end)
 {
-    m_decimated = decimate;
-    m_runs.clear();
     m_out.clear();
-    m_lastRunOffset = 0;
-    const int first = qMin(m_first, end);
-    if (decimate) {
-        for (int i = first; i < end; ++i)
-            addDecimated(i, xs.at(i), ys.at(i));
-    } else {
-        m_out.reserve(end - first);
-        for (int i = first; i < end; ++i)
-            m_out.append(QPointF(xs.at(i), ys.at(i)));
+    m_out.reserve(qMax(0, end - m_first));
+    for (int i = m_first; i < end; ++i)
+        m_out.append(QPointF(xs.at(i), ys.at(i)));
+}
+
+void KvcChartSeriesFeeder::scanDecimated(
+    const QVector<double> &xs, const QVector<double> &ys, int from, int to)
+{
+    // The hot loop of a rebuild: runs only, their points are emitted once at the end.
+    const double *x = xs.constData();
+    const double *y = ys.constData();
+    for (int i = from; i < to; ++i) {
+        const int column = columnOf(x[i]);
+        const Sample sample {i, QPointF(x[i], y[i])};
+        if (!m_runs.isEmpty() && m_runs.last().column == column) {
+            Run &run = m_runs.last();
+            run.last = sample;
+            if (y[i] < run.min.point.y())
+                run.min = sample;
+            if (y[i] > run.max.point.y())
+                run.max = sample;
+        } else {
+            m_runs.append(Run {column, sample, sample, sample, sample});
+        }
     }
-    m_end = qMax(end, m_first);
 }
 
 void KvcChartSeriesFeeder::addDecimated(int index, double x, double y)
@@ -107,12 +150,11 @@ void KvcChartSeriesFeeder::addDecimated(int index, double x, double y)
         m_runs.append(Run {column, sample, sample, sample, sample});
         m_lastRunOffset = m_out.size();
     }
-    emitLastRun();
+    emitRun(m_runs.last());
 }
 
-void KvcChartSeriesFeeder::emitLastRun()
+void KvcChartSeriesFeeder::emitRun(const Run &run)
 {
-    const Run &run = m_runs.last();
     Sample kept[4] = {run.first, run.min, run.max, run.last};
     std::sort(std::begin(kept), std::end(kept),
         [](const Sample &a, const Sample &b) { return a.index < b.index; });

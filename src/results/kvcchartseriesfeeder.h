@@ -31,8 +31,12 @@ QT_CHARTS_END_NAMESPACE
 ///   leaving the visible range keep their direction.
 /// A new sample updates only the last run; the runs are rebuilt from the whole
 /// history only when the grid changes (the x range grew or was zoomed, the plot
-/// was resized) or the series changes between exact and decimated. A grid
-/// without width (no columns, empty or invalid x range) keeps every sample.
+/// was resized) or the series changes between exact and decimated. A rebuild
+/// scans at most a budget of samples per sync() (about a million, a few ms),
+/// so the rebuild of a long history is spread over several frames during which
+/// the series keeps its previous picture; then it takes the new one at once.
+/// A grid without width (no columns, empty or invalid x range) keeps every
+/// sample.
 ///
 /// The feeder does not own the series.
 class KVC_TESTING_EXPORT KvcChartSeriesFeeder
@@ -48,6 +52,11 @@ public:
     /// Index after the last sample taken from the source.
     int endSample() const { return m_end; }
     bool isDecimated() const { return m_decimated; }
+    /// Columns are being rebuilt; the series shows the previous picture.
+    bool isRebuilding() const { return m_rebuildAt >= 0; }
+    /// Samples that one sync() scans at most while rebuilding the columns, so
+    /// that a rebuild of a long history is spread over several frames.
+    void setRebuildBudget(int samples) { m_rebuildBudget = qMax(1, samples); }
     /// The points the series was last given.
     const QVector<QPointF> &points() const { return m_out; }
 
@@ -74,9 +83,10 @@ private:
 
     bool gridUsable() const;
     int columnOf(double x) const;
-    void rebuild(const QVector<double> &xs, const QVector<double> &ys, int end, bool decimate);
+    void rebuildExact(const QVector<double> &xs, const QVector<double> &ys, int end);
+    void scanDecimated(const QVector<double> &xs, const QVector<double> &ys, int from, int to);
     void addDecimated(int index, double x, double y);
-    void emitLastRun();
+    void emitRun(const Run &run);
 
     QtCharts::QXYSeries *m_series = nullptr;
     int m_first = 0;
@@ -90,4 +100,7 @@ private:
     QVector<Run> m_runs;
     QVector<QPointF> m_out;
     int m_lastRunOffset = 0;
+    // Next sample to scan while rebuilding the columns, -1 otherwise.
+    int m_rebuildAt = -1;
+    int m_rebuildBudget = 1 << 20;
 };

@@ -251,8 +251,11 @@ void KvcResultsWidget::ChartData::flush(const KvcResultsData &data, qreal pixelR
         line.feeder.setGrid(xAxis->min(), xAxis->max(), columns);
         line.feeder.sync(*xs, *ys, line.end);
     }
-    // What the axes signalled while being set is taken care of.
+    // What the axes signalled while being set is taken care of; a rebuild of
+    // a long history goes on in the next frames.
     dirty = false;
+    for (const Line &line : qAsConst(lines))
+        dirty = dirty || line.feeder.isRebuilding();
 }
 
 KvcResultsWidget::KvcResultsWidget(KvcActionManager *actMgr,

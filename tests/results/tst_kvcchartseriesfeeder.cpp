@@ -65,6 +65,7 @@ private slots:
     void incrementalFeedingEqualsOneRebuild_data();
     void incrementalFeedingEqualsOneRebuild();
     void gridChangeRebuildsForTheNewColumns();
+    void rebuildSpreadOverCallsKeepsThePreviousPicture();
     void widerPlotGoesBackToExactPoints();
     void gridWithoutWidthKeepsEverySample_data();
     void gridWithoutWidthKeepsEverySample();
@@ -210,6 +211,46 @@ void TestKvcChartSeriesFeeder::gridChangeRebuildsForTheNewColumns()
     reference.setGrid(0.0, 125.0, 100);
     reference.sync(s.x, s.y, 20000);
     QCOMPARE(grown.pointsVector(), fresh.pointsVector());
+}
+
+void TestKvcChartSeriesFeeder::rebuildSpreadOverCallsKeepsThePreviousPicture()
+{
+    const Samples s = makeSamples("randomWalk", 10000);
+    auto reference = [&](double xMax, int end) {
+        QLineSeries series;
+        KvcChartSeriesFeeder feeder(&series);
+        feeder.setGrid(0.0, xMax, 50);
+        feeder.sync(s.x, s.y, end);
+        return series.pointsVector();
+    };
+
+    QLineSeries series;
+    KvcChartSeriesFeeder feeder(&series);
+    feeder.setRebuildBudget(1000);
+    feeder.setGrid(0.0, 100.0, 50);
+    int calls = 1;
+    while (!feeder.sync(s.x, s.y, 9000)) {
+        QVERIFY(feeder.isRebuilding());
+        QCOMPARE(series.count(), 0);
+        ++calls;
+    }
+    QCOMPARE(calls, 9);
+    QVERIFY(!feeder.isRebuilding());
+    QCOMPARE(series.pointsVector(), reference(100.0, 9000));
+
+    // The range grows while samples keep coming: the old picture stays until
+    // the new columns are complete, and then holds every sample so far.
+    const QVector<QPointF> before = series.pointsVector();
+    feeder.setGrid(0.0, 125.0, 50);
+    calls = 1;
+    for (int end = 9100; !feeder.sync(s.x, s.y, end); end = qMin(end + 100, 10000)) {
+        QCOMPARE(series.pointsVector(), before);
+        ++calls;
+    }
+    QVERIFY(calls > 1);
+    QCOMPARE(series.pointsVector(), reference(125.0, feeder.endSample()));
+    QVERIFY(feeder.sync(s.x, s.y, 10000) || feeder.endSample() == 10000);
+    QCOMPARE(series.pointsVector(), reference(125.0, 10000));
 }
 
 void TestKvcChartSeriesFeeder::widerPlotGoesBackToExactPoints()
