@@ -45,8 +45,11 @@ class QTimer;
 ///   (KvcChartSeriesFeeder), so every extreme and the picture stay as with all
 ///   points, at a cost per frame that does not depend on the history. The
 ///   columns are rebuilt from the history only when the x range changes (it
-///   grows geometrically rarely, or the user zooms) or the plot is resized.
-///   Nothing stored is dropped: the results data keeps every sample.
+///   grows geometrically rarely, or the user zooms) or the plot is resized;
+///   a rebuild scans about a million samples per frame and the chart keeps its
+///   previous picture until it is complete (a fraction of a second at ten
+///   million samples). Nothing stored is dropped: the results data keeps
+///   every sample;
 /// - log messages are written once per frame, one insertion per run of
 ///   messages of the same colour (KvcLogBuffer). Levels 0..7 take their colour
 ///   (black, black, black, blue, red, red, dark green, dark green); -1 (raw
