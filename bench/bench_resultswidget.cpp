@@ -24,7 +24,11 @@
 // error are uniform noise, so that every pixel column of their charts spans the
 // whole plot height (the most expensive picture to paint, at any history).
 //
-// Usage: bench_resultswidget [--noise] [seconds per level] [history lengths...]
+// With --log N, N log lines a second arrive besides (level 6, every
+// hundredth 4); writing them into the log counts towards the frame.
+//
+// Usage: bench_resultswidget [--noise] [--log lines/s] [seconds per level]
+//                            [history lengths...]
 //        (default: 3 s, 10000 100000 1000000)
 
 #include "kvcresultswidget.h"
@@ -218,6 +222,12 @@ int main(int argc, char **argv)
 
     QStringList args = app.arguments().mid(1);
     const bool noise = args.removeAll(QStringLiteral("--noise")) > 0;
+    double logLinesPerSecond = 0.0;
+    const int logAt = args.indexOf(QStringLiteral("--log"));
+    if (logAt >= 0 && logAt + 1 < args.size()) {
+        logLinesPerSecond = args.at(logAt + 1).toDouble();
+        args.erase(args.begin() + logAt, args.begin() + logAt + 2);
+    }
     const double seconds = args.isEmpty() ? 3.0 : args.takeFirst().toDouble();
     QVector<qint64> levels {10000, 100000, 1000000};
     if (!args.isEmpty()) {
@@ -291,6 +301,7 @@ int main(int argc, char **argv)
     app.feedTimer = &feedTimer;
     qint64 streamStart = 0;
     qint64 streamStartStep = 0;
+    qint64 logLines = 0;
     QObject::connect(&feedTimer, &QTimer::timeout, [&] {
         const qint64 now = clock_.nsecsElapsed();
         const qint64 due = streamStartStep + qint64((now - streamStart) / 1e9 * stepsPerSecond);
@@ -298,9 +309,17 @@ int main(int argc, char **argv)
             pending.emplace_back(feeder.steps, clock_.nsecsElapsed());
             feeder.step();
         }
+        const qint64 linesDue = qint64((now - streamStart) / 1e9 * logLinesPerSecond);
+        for (; logLines < linesDue; ++logLines) {
+            // Mostly information, an error now and then: colour runs of 99 lines.
+            emit manager.logDataReceived(logLines % 100 == 99 ? 4 : 6,
+                QStringLiteral("[%1] step %2: residual below tolerance, advancing the solution\n")
+                    .arg(logLines)
+                    .arg(feeder.steps));
+        }
     });
 
-    std::printf("%s values: ", noise ? "noisy" : "smooth");
+    std::printf("%s values, %.0f log lines/s: ", noise ? "noisy" : "smooth", logLinesPerSecond);
     std::printf("results view, 4 charts, %.0f samples/s (%.0f time steps/s of %d samples), "
                 "%.1f s per level, window %dx%d, plot width of the large chart %d px\n",
         samplesPerSecond, stepsPerSecond, valuesPerStep, seconds, view.width(), view.height(),
@@ -324,6 +343,7 @@ int main(int argc, char **argv)
         pending.clear();
         streamStart = clock_.nsecsElapsed();
         streamStartStep = feeder.steps;
+        logLines = 0;
         app.measuring = true;
         feedTimer.start();
         QElapsedTimer span;

@@ -1,5 +1,6 @@
 #include "kvclogbuffer.h"
 
+#include <QTextCursor>
 #include <QTextEdit>
 
 KvcLogBuffer::KvcLogBuffer(QTextEdit *target)
@@ -30,11 +31,19 @@ void KvcLogBuffer::flush()
 {
     if (m_runs.isEmpty())
         return;
+    // One edit block: the document is laid out once for everything that came.
+    QTextCursor cursor = m_target->textCursor();
+    cursor.beginEditBlock();
     for (const Run &run : qAsConst(m_runs)) {
+        QTextCharFormat format = cursor.charFormat();
         if (run.color.isValid())
-            m_target->setTextColor(run.color);
-        m_target->insertPlainText(run.text);
+            format.setForeground(run.color);
+        cursor.insertText(run.text, format);
     }
+    cursor.endEditBlock();
     m_runs.clear();
+    m_target->setTextCursor(cursor);
+    if (m_color.isValid())
+        m_target->setTextColor(m_color);
     m_target->ensureCursorVisible();
 }

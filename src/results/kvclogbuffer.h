@@ -19,8 +19,9 @@ class QTextEdit;
 /// the same colour form one run; a change of colour starts a new run.
 ///
 /// flush() inserts the runs at the text edit's cursor as plain text, in order
-/// and without adding line ends, then scrolls to the cursor. The buffer does
-/// not own the text edit.
+/// and without adding line ends, in one edit block (one layout of the
+/// document), leaves the edit's cursor after them with the last colour, and
+/// scrolls to the cursor. The buffer does not own the text edit.
 class KVC_TESTING_EXPORT KvcLogBuffer
 {
 public:

@@ -354,6 +354,9 @@ void KvcResultsWidget::initLogViewer()
     logTed->setFont(QFont(QStringLiteral("Courier New"), 10));
     logTed->setReadOnly(true);
     logTed->setLineWrapMode(QTextEdit::NoWrap);
+    // A read-only log has nothing to undo; an undo history would double the
+    // memory of a long log.
+    logTed->setUndoRedoEnabled(false);
 }
 
 void KvcResultsWidget::setEventFilter(QObject *object, bool install)
