@@ -25,8 +25,8 @@ const char graphIndexMime[] = "application/x-GraphIndex";
 constexpr int frameIntervalMs = 16;
 
 // Qt Charts strokes every segment of a wide antialiased line on its own, so
-// painting costs about as much per point as everything else together; a frame
-// updates at most this many charts (those waiting longest), the others follow
+// repainting a chart costs more than bringing its series up to date; a frame
+// updates at most this many charts (the next ones in turn), the others follow
 // in the next frame.
 constexpr int chartsPerFrame = 2;
 

@@ -36,9 +36,9 @@ class QTimer;
 /// - at most once per frame (at most 60 Hz, only while something changed),
 ///   a chart's axes get the ranges they would have after the same samples
 ///   appended one by one, and each of its series one replace() with its new
-///   points. Painting a chart costs about as much as everything else, so a
-///   frame updates at most two charts, those waiting longest; with all four
-///   growing, each is updated every second frame;
+///   points. Repainting a chart costs more than everything else, so a frame
+///   updates at most two charts, in turn; with all four growing, each is
+///   updated every second frame;
 /// - a series holds every sample exactly while it has at most four times as
 ///   many as its plot is wide in pixels; beyond that it holds, per pixel
 ///   column of the visible x range, the first, minimum, maximum and last sample
