@@ -40,11 +40,16 @@ bool isLive(KvcActionManager::ExecutionStatus status)
 
 QLineSeries *newSeries(QChart *chart)
 {
-    auto series = new QLineSeries(chart);
+    return new QLineSeries(chart);
+}
+
+// Widens the series' own pen once the chart's theme has given it its colour:
+// a pen set before that would keep every line black.
+void widenPen(QLineSeries *series)
+{
     QPen pen = series->pen();
     pen.setWidth(3);
     series->setPen(pen);
-    return series;
 }
 
 } // namespace
@@ -143,6 +148,7 @@ void KvcResultsWidget::ChartData::setGraphic(
         first = end = resultData->simTrackedData(graphic->trackId).time.size();
     }
     chart->addSeries(series);
+    widenPen(series);
     series->attachAxis(xAxis);
     series->attachAxis(yAxis);
     addLine(series, 0, first, end);
@@ -157,6 +163,7 @@ void KvcResultsWidget::ChartData::loadGraphic(QSharedPointer<KvcResultsData> res
         QLineSeries *series = newSeries(chart);
         series->setName(graphic->series.value(s));
         chart->addSeries(series);
+        widenPen(series);
         series->attachAxis(xAxis);
         series->attachAxis(yAxis);
         addLine(series, s, 0, qMin(h.time.size(), h.data.at(s).size()));
