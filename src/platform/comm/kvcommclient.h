@@ -21,7 +21,9 @@ class KvCommClientPrivate;
 /// - A refused connection is retried every 100 ms until the time limit (a
 ///   simulator that has just been started may not be listening yet); only then
 ///   is it reported. A time limit of 0 means one single try without retries,
-///   bounded by the system's own connect time-out.
+///   bounded by the system's own connect time-out (and, for a server that
+///   accepts but never greets, by the 20 s of silence after which a peer
+///   counts as dead).
 /// - serverConnected() is emitted once the server has greeted the client and
 ///   sent its identity, status, control options and simulation information:
 ///   version(), revision(), simulationStatus(), controlOptions() and
@@ -56,6 +58,9 @@ public:
     void disconnectFromServer();
     /// Sends KvCommControlCancel or KvCommControlTerminate to the simulation.
     void sendControlRequest(KvCommControlOptions request);
+    /// Heartbeat period and the silence after which the server counts as
+    /// dead (defaults 5000 and 20000 ms); call before connectToServer().
+    void setHeartbeat(int intervalMs, int deadAfterMs);
 
     /// The simulation data of the connection; never null.
     QSharedPointer<KvCommClientData> clientData() const;

@@ -1,0 +1,212 @@
+#include "kivomonitor.h"
+
+#include "kvcommclientdata.h"
+
+namespace {
+
+QString statusName(int status)
+{
+    switch (status) {
+    case KvCommStatusNone:
+        return QStringLiteral("none");
+    case KvCommStatusLoading:
+        return QStringLiteral("Loading");
+    case KvCommStatusRunning:
+        return QStringLiteral("Running");
+    case KvCommStatusFinished:
+        return QStringLiteral("Finished");
+    case KvCommStatusCanceled:
+        return QStringLiteral("Canceled");
+    case KvCommStatusAborted:
+        return QStringLiteral("Aborted");
+    default:
+        return QStringLiteral("unknown (%1)").arg(status);
+    }
+}
+
+QString optionNames(quint32 options)
+{
+    QStringList names;
+    if (options & KvCommControlLog)
+        names << QStringLiteral("log");
+    if (options & KvCommControlCancel)
+        names << QStringLiteral("cancel");
+    if (options & KvCommControlTerminate)
+        names << QStringLiteral("terminate");
+    return names.isEmpty() ? QStringLiteral("none") : names.join(QStringLiteral(", "));
+}
+
+QString timeText(const QDateTime &t)
+{
+    return t.isValid() ? t.toLocalTime().toString(Qt::ISODateWithMs) : QStringLiteral("-");
+}
+
+} // namespace
+
+KivoMonitor::KivoMonitor(bool printSamples, QObject *parent)
+    : QObject(parent)
+    , m_out(stdout)
+    , m_err(stderr)
+    , m_printSamples(printSamples)
+{
+    m_rateTimer.setInterval(1000);
+    connect(&m_rateTimer, &QTimer::timeout, this, &KivoMonitor::printRate);
+}
+
+void KivoMonitor::start(const QString &host, quint16 port, unsigned int timeoutMs)
+{
+    m_client = new KvCommClient(this);
+    connect(m_client, &KvCommClient::serverConnected, this, &KivoMonitor::onConnected);
+    connect(m_client, &KvCommClient::serverError, this, &KivoMonitor::onError);
+    connect(m_client, &KvCommClient::serverDisconnected, this, &KivoMonitor::onDisconnected);
+    connect(m_client, &KvCommClient::simulationStatusChanged, this,
+        [this](KvCommSimulationStatus status, const QDateTime &time) {
+            line(QStringLiteral("Status: %1 at %2").arg(statusName(status), timeText(time)));
+        });
+    connect(m_client, &KvCommClient::logDataReceived, this, [this](int level, const QString &text) {
+        m_out << QStringLiteral("[%1] ").arg(level) << text;
+        if (!text.endsWith(QLatin1Char('\n')))
+            m_out << '\n';
+        m_out.flush();
+    });
+    line(QStringLiteral("Connecting to %1:%2...").arg(host).arg(port));
+    m_client->connectToServer(host, port, timeoutMs);
+}
+
+void KivoMonitor::line(const QString &text)
+{
+    m_out << text << '\n';
+    m_out.flush();
+}
+
+void KivoMonitor::onConnected()
+{
+    m_connected = true;
+    KvCommClientData *data = m_client->clientData().data();
+    line(QStringLiteral("Connected to %1:%2: simulator %3 (revision %4)")
+             .arg(m_client->host())
+             .arg(m_client->port())
+             .arg(m_client->version(), m_client->revision()));
+    line(QStringLiteral("Status: %1; accepted requests: %2")
+             .arg(statusName(m_client->simulationStatus()),
+                 optionNames(m_client->controlOptions())));
+    connect(data, &KvCommClientData::simulationInfoAvailable, this, [this, data] {
+        line(QStringLiteral("Simulation: %1").arg(data->simName()));
+        if (!data->simDescription().isEmpty())
+            line(QStringLiteral("  description: %1").arg(data->simDescription()));
+        for (const QString &file : data->simFiles())
+            line(QStringLiteral("  file: %1").arg(file));
+        line(QStringLiteral("  loading since: %1, running since: %2")
+                 .arg(timeText(data->simLoadingTime()), timeText(data->simRunningTime())));
+    });
+    connect(data, &KvCommClientData::simulationRuleDataAvailable, this, &KivoMonitor::onRuleData);
+    connect(data, &KvCommClientData::simulationTrackedDataInfoUpdated, this, [this, data](int id) {
+        const KvCommClientTrackedRuleDataInfo &info = data->simTrackedDataInfo(id);
+        line(QStringLiteral("Tracked value %1 now: %2 [%3] %4")
+                 .arg(id)
+                 .arg(info.name, info.unit, info.description));
+    });
+    connect(data, &KvCommClientData::trackedIndexDataAvailable, this,
+        [this](int rule, const KvCommClientTrackedIndexData &index, qint64 elapsed) {
+            line(QStringLiteral("Index data of rule %1, type %2, %3 lines at %4 ms: %5")
+                     .arg(rule)
+                     .arg(int(index.indexType()))
+                     .arg(index.numLines())
+                     .arg(elapsed)
+                     .arg(index.lines().join(QStringLiteral(", "))));
+        });
+    connect(data, &KvCommClientData::trackedDataReceived, this, &KivoMonitor::onSamples);
+    if (!m_printSamples)
+        m_rateTimer.start();
+}
+
+void KivoMonitor::onRuleData()
+{
+    KvCommClientData *data = m_client->clientData().data();
+    line(QStringLiteral("%1 rules, %2 tracked values")
+             .arg(data->simNumRules())
+             .arg(data->simNumTrackedData()));
+    int id = 0;
+    for (int r = 0; r < data->simNumRules(); ++r) {
+        const KvCommClientTrackedRuleInfo &rule = data->simRuleInfo(r);
+        line(QStringLiteral("Rule %1 %2: %3 tracked values")
+                 .arg(r)
+                 .arg(rule.name)
+                 .arg(rule.numTrackedData));
+        const int n = rule.numTrackedData;
+        for (int k = 0; k < n; ++k, ++id) {
+            const KvCommClientTrackedRuleDataInfo &info = data->simTrackedDataInfo(id);
+            line(QStringLiteral("  value %1 %2 [%3] %4 x %5%6%7")
+                     .arg(id)
+                     .arg(info.name, info.unit)
+                     .arg(info.numRows)
+                     .arg(info.numCols)
+                     .arg(info.indexedBy
+                             ? QStringLiteral(", indexed by type %1").arg(info.indexedBy - 1)
+                             : QString())
+                     .arg(info.description.isEmpty() ? QString()
+                                                     : QStringLiteral(": ") + info.description));
+        }
+    }
+}
+
+void KivoMonitor::onSamples(const QList<KvCommClientTrackedData> &data, qint64 elapsed)
+{
+    if (!m_printSamples) {
+        m_samplesInSecond += data.size();
+        for (const KvCommClientTrackedData &s : data)
+            m_valuesInSecond += s.values.size();
+        return;
+    }
+    for (const KvCommClientTrackedData &s : data) {
+        QStringList values;
+        values.reserve(s.values.size());
+        for (double v : s.values)
+            values << QString::number(v, 'g', 10);
+        m_out << QStringLiteral("t=%1 ms #%2 value %3%4 = ")
+                     .arg(elapsed)
+                     .arg(s.sequence)
+                     .arg(s.id)
+                     .arg(s.flags & KvCommClientTrackedData::FromHistory
+                             ? QStringLiteral(" (history)")
+                             : QString())
+              << values.join(QLatin1Char(' ')) << '\n';
+    }
+    m_out.flush();
+}
+
+void KivoMonitor::printRate()
+{
+    if (m_samplesInSecond == 0)
+        return;
+    line(QStringLiteral("%1 samples/s, %2 values/s (total %3 samples)")
+             .arg(m_samplesInSecond)
+             .arg(m_valuesInSecond)
+             .arg(m_client->clientData()->samplesReceived()));
+    m_samplesInSecond = 0;
+    m_valuesInSecond = 0;
+}
+
+void KivoMonitor::onError(const QString &msg)
+{
+    m_failed = true;
+    m_err << "Error: " << msg << '\n';
+    m_err.flush();
+    if (!m_connected)
+        emit finished(2);
+}
+
+void KivoMonitor::onDisconnected()
+{
+    m_rateTimer.stop();
+    printRate();
+    const QSharedPointer<KvCommClientData> data = m_client->clientData();
+    line(QStringLiteral("Disconnected: %1 samples received, %2 missed; last status %3")
+             .arg(data->samplesReceived())
+             .arg(data->samplesMissed())
+             .arg(statusName(m_client->simulationStatus())));
+    if (m_failed)
+        emit finished(3);
+    else
+        emit finished(m_client->simulationStatus() == KvCommStatusFinished ? 0 : 1);
+}

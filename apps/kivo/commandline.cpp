@@ -1,0 +1,174 @@
+#include "commandline.h"
+
+#include <QHash>
+
+namespace {
+
+bool isUnsigned(const QString &s)
+{
+    if (s.isEmpty())
+        return false;
+    for (QChar c : s)
+        if (!c.isDigit() || c.unicode() > 127)
+            return false;
+    return true;
+}
+
+} // namespace
+
+bool CommandLine::parse(const QStringList &args, QString &error)
+{
+    if (args.contains(QLatin1String("-pversion"))) {
+        action = PrintVersion;
+        return true;
+    }
+    if (args.contains(QLatin1String("-h")) || args.contains(QLatin1String("-help"))
+        || args.contains(QLatin1String("--help"))) {
+        action = PrintHelp;
+        return true;
+    }
+
+    const QHash<QString, QString *> textSwitches {
+        {"-c", &configFile},
+        {"-u", &userParams},
+        {"-r", &logFile},
+        {"-l", &logPath},
+        {"-i", &inputPath},
+        {"-o", &outputPath},
+        {"-s", &connectFile},
+    };
+    const QHash<QString, bool *> flags {
+        {"-monitor", &monitor},
+        {"-nomonitor", &nomonitor},
+        {"-quiet", &quiet},
+        {"-verbose", &verbose},
+        {"-memory", &memory},
+        {"-nomemory", &nomemory},
+        {"-time", &time},
+        {"-notime", &notime},
+        {"-server", &server},
+        {"-noserver", &noserver},
+        {"-noconsole", &noconsole},
+        {"-regression", &regression},
+    };
+
+    QStringList positional;
+    for (int i = 0; i < args.size(); ++i) {
+        const QString &arg = args.at(i);
+        const bool hasNext = i + 1 < args.size();
+        if (textSwitches.contains(arg)) {
+            if (!hasNext) {
+                error = QStringLiteral("Missing value after %1.").arg(arg);
+                return false;
+            }
+            *textSwitches.value(arg) = args.at(++i);
+            if (arg == QLatin1String("-u"))
+                userParamsGiven = true;
+        } else if (flags.contains(arg)) {
+            *flags.value(arg) = true;
+        } else if (arg == QLatin1String("-local")) {
+            local = true;
+            // The port is optional: only a number that follows is taken as one.
+            if (hasNext && isUnsigned(args.at(i + 1))) {
+                bool ok = false;
+                const uint port = args.at(++i).toUInt(&ok);
+                if (!ok || port > 65535) {
+                    error
+                        = QStringLiteral("Bad port number '%1' after -local: expected 0 to 65535.")
+                              .arg(args.at(i));
+                    return false;
+                }
+                localPort = int(port);
+            }
+        } else if (arg == QLatin1String("-wait")) {
+            if (!hasNext) {
+                error = QStringLiteral("Missing value after -wait.");
+                return false;
+            }
+            bool ok = false;
+            const QString &value = args.at(++i);
+            const uint ms = isUnsigned(value) ? value.toUInt(&ok) : 0;
+            if (!ok || ms > uint(INT_MAX)) {
+                error = QStringLiteral("Bad number '%1' after -wait: expected milliseconds (0 = "
+                                       "no limit).")
+                            .arg(value);
+                return false;
+            }
+            wait = int(ms);
+        } else if (arg.startsWith(QLatin1Char('-')) && arg.size() > 1) {
+            error = QStringLiteral("Unknown switch '%1'. Try kivo -help.").arg(arg);
+            return false;
+        } else {
+            positional << arg;
+        }
+    }
+
+    if (!checkContradictions(error))
+        return false;
+    if (positional.size() > 1) {
+        error = QStringLiteral("Only one model file may be given, got: %1.")
+                    .arg(positional.join(QStringLiteral(", ")));
+        return false;
+    }
+    if (positional.isEmpty() || positional.first().trimmed().isEmpty()) {
+        error = QStringLiteral("No model file given. Try kivo -help.");
+        return false;
+    }
+    modelFile = positional.first();
+    return true;
+}
+
+// Same rules, same order as the client's run options check.
+bool CommandLine::checkContradictions(QString &error) const
+{
+    if (quiet && verbose)
+        error = QStringLiteral("-quiet and -verbose options can not be used together.");
+    else if (memory && nomemory)
+        error = QStringLiteral("-memory and -nomemory options can not be used together.");
+    else if (time && notime)
+        error = QStringLiteral("-time and -notime options can not be used together.");
+    else if ((quiet || verbose) && (memory || nomemory || time || notime))
+        error = QStringLiteral("-memory, -noMemory, -time and -notime options can not be used "
+                               "together with -verbose or -quiet.");
+    else if (server && noserver)
+        error = QStringLiteral("-server and -noserver options can not be used together.");
+    else if (int(monitor) + int(nomonitor) + int(local) >= 2)
+        error = QStringLiteral("-monitor, -nomonitor and -local options can not be used together.");
+    else
+        return true;
+    return false;
+}
+
+QString CommandLine::usage()
+{
+    return QStringLiteral(
+        "Usage: kivo [switches] model.lua\n"
+        "       kivo -pversion | -help\n"
+        "\n"
+        "Configuration and paths:\n"
+        "  -c file        configuration file replacing config/defaultConfig.lua\n"
+        "  -u text        user parameters for the model (\"key=value;key2=value2\"), seen\n"
+        "                 by the model as userParams (raw text) and params (table)\n"
+        "  -r file        also write the log into this file\n"
+        "  -l dir         value of the $LOG path macro\n"
+        "  -i dir         value of the $INPUT path macro\n"
+        "  -o dir         value of the $OUTPUT path macro\n"
+        "Monitoring:\n"
+        "  -monitor       start the monitoring server\n"
+        "  -nomonitor     do not start the monitoring server\n"
+        "  -local [port]  start the server on localhost only (any port if 0 or missing)\n"
+        "  -s file        write the server's address into this connection file\n"
+        "  -wait ms       wait for a client before loading (0 = no limit; needs a server)\n"
+        "  -server        send log messages through the monitoring server\n"
+        "  -noserver      do not send log messages through the monitoring server\n"
+        "Log:\n"
+        "  -quiet         warnings and errors only\n"
+        "  -verbose       every message\n"
+        "  -memory, -nomemory   memory messages on or off\n"
+        "  -time, -notime       time messages on or off\n"
+        "  -noconsole     nothing on the console\n"
+        "  -regression    tag the log file's numbers for regression comparisons\n"
+        "\n"
+        "Exit codes: 0 finished or canceled, 1 usage error, 2 model error,\n"
+        "3 terminated (signal or terminate request), 4 configuration or file error.\n");
+}

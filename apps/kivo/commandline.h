@@ -1,0 +1,45 @@
+#pragma once
+
+#include <QString>
+#include <QStringList>
+
+// The simulator's switches, each switch and each value a separate argument,
+// the model file last. Holds what was given; defaults come from Configuration.
+class CommandLine
+{
+public:
+    enum Action { Run, PrintVersion, PrintHelp };
+
+    // args without the program name. On failure error names the switch or value.
+    bool parse(const QStringList &args, QString &error);
+    static QString usage();
+
+    Action action = Run;
+    QString configFile;
+    QString userParams;
+    bool userParamsGiven = false;
+    QString logFile;
+    QString logPath;
+    QString inputPath;
+    QString outputPath;
+    bool monitor = false;
+    bool nomonitor = false;
+    bool local = false;
+    int localPort = -1; // -1: -local without a port
+    QString connectFile;
+    int wait = -1; // -1: not given; 0: no limit
+    bool quiet = false;
+    bool verbose = false;
+    bool memory = false;
+    bool nomemory = false;
+    bool time = false;
+    bool notime = false;
+    bool server = false;
+    bool noserver = false;
+    bool noconsole = false;
+    bool regression = false;
+    QString modelFile;
+
+private:
+    bool checkContradictions(QString &error) const;
+};

@@ -1,0 +1,48 @@
+#pragma once
+
+#include "luasandbox.h"
+#include "model.h"
+
+#include <QHash>
+#include <QVector>
+
+#include <memory>
+
+// Runs a model script in a sandbox and turns its declarations (Simulation{},
+// Mesh{}, ...) into a checked Model. Keeps the Lua state alive afterwards for
+// the model's functions: boundary values of time, initial values, process
+// scripts. Used by one thread at a time.
+class ModelLoader
+{
+public:
+    struct Paths {
+        QString log;
+        QString input;
+        QString output;
+    };
+
+    explicit ModelLoader(std::size_t memoryLimitBytes);
+
+    LuaSandbox &lua() { return *sandbox; }
+    const Model &model() const { return m; }
+
+    // error names the file, line and declaration at fault.
+    bool load(const QString &file, const QString &userParams, const Paths &paths, QString &error);
+    // $LOG, $INPUT and $OUTPUT replaced by their values.
+    QString expand(const QString &text) const;
+
+    // f(args...) -> number
+    bool callNumber(int ref, const QVector<double> &args, double &result, QString &error);
+    // Runs a process script; results maps tracked-value names to values.
+    bool runScript(const Model::Script &script, double time, int step,
+        const std::vector<double> &values, const std::vector<double> &x,
+        QHash<QString, QVector<double>> &results, QString &error);
+
+private:
+    void installConstructors(const QString &userParams);
+    bool readDeclarations(QString &error);
+
+    std::unique_ptr<LuaSandbox> sandbox;
+    Paths paths;
+    Model m;
+};

@@ -1,0 +1,355 @@
+#include "kvcommserverprivate.h"
+
+#include "kvcommframewriter.h"
+#include "kvcommglobal.h"
+#include "kvcommserver.h"
+
+#include <QMutexLocker>
+#include <QPointer>
+#include <QTcpSocket>
+
+#include <algorithm>
+
+namespace {
+
+// A client has little to say: control requests and heartbeats.
+constexpr qint64 MaxClientBytes = 1024 * 1024;
+
+QString peerName(const QTcpSocket *socket)
+{
+    QHostAddress address = socket->peerAddress();
+    bool ok = false;
+    const quint32 v4 = address.toIPv4Address(&ok);
+    if (ok)
+        address = QHostAddress(v4);
+    return QStringLiteral("%1:%2").arg(address.toString()).arg(socket->peerPort());
+}
+
+QString mib(qint64 bytes)
+{
+    return QStringLiteral("%1 MiB").arg(double(bytes) / (1024.0 * 1024.0), 0, 'g', 4);
+}
+
+} // namespace
+
+KvCommServerPrivate::KvCommServerPrivate(KvCommServer *q)
+    : q(q)
+{
+    QObject::connect(&tcp, &QTcpServer::newConnection, q, [this] { onNewConnection(); });
+    QObject::connect(&heartbeatTimer, &QTimer::timeout, q, [this] { onHeartbeat(); });
+    closeTimer.setSingleShot(true);
+    QObject::connect(&closeTimer, &QTimer::timeout, q, [this] {
+        for (Connection *c : connections) {
+            if (!c->dead)
+                drop(c,
+                    QStringLiteral("Client %1 dropped: its data could not be sent before "
+                                   "the server closed")
+                        .arg(c->peer));
+        }
+        removeDead();
+        checkAllClosed();
+    });
+}
+
+KvCommServerPrivate::~KvCommServerPrivate()
+{
+    for (Connection *c : connections) {
+        if (c->socket) {
+            c->socket->disconnect();
+            c->socket->abort();
+            delete c->socket;
+        }
+        delete c;
+    }
+}
+
+void KvCommServerPrivate::post(std::function<void()> f)
+{
+    QMetaObject::invokeMethod(q, std::move(f), Qt::QueuedConnection);
+}
+
+int KvCommServerPrivate::liveCount() const
+{
+    return int(std::count_if(
+        connections.begin(), connections.end(), [](const Connection *c) { return !c->dead; }));
+}
+
+void KvCommServerPrivate::enqueue(Pending &&item)
+{
+    QMutexLocker lock(&mutex);
+    pending.append(std::move(item));
+    if (!posted) {
+        posted = true;
+        post([this] { drain(); });
+    }
+}
+
+void KvCommServerPrivate::drain()
+{
+    if (draining)
+        return;
+    draining = true;
+    for (;;) {
+        QVector<Pending> items;
+        {
+            QMutexLocker lock(&mutex);
+            items.swap(pending);
+            posted = false;
+        }
+        if (items.isEmpty())
+            break;
+        for (Pending &item : items)
+            apply(item);
+    }
+    draining = false;
+    removeDead();
+}
+
+void KvCommServerPrivate::apply(Pending &item)
+{
+    if (closing)
+        return;
+    switch (item.kind) {
+    case Status:
+        statusFrame = item.frame;
+        break;
+    case Info:
+        infoFrame = item.frame;
+        break;
+    case Rules:
+        ruleFrame = item.frame;
+        break;
+    case InfoUpdate:
+        infoUpdates.append(item.frame);
+        break;
+    case Index:
+        history.push_back({item.frame, 0, 0});
+        break;
+    case Samples:
+        history.push_back({item.frame, item.samples, item.values});
+        historyValues += item.values;
+        historySamples += item.samples;
+        trimHistory();
+        break;
+    case Log:
+        break;
+    }
+    broadcast(item.frame);
+}
+
+void KvCommServerPrivate::trimHistory()
+{
+    while (historyValues > historyLimit && !history.empty()) {
+        HistoryEntry &front = history.front();
+        if (front.samples == 0) {
+            pinnedIndex.append(front.frame);
+        } else {
+            historyValues -= front.values;
+            historySamples -= front.samples;
+            droppedSamples += front.samples;
+        }
+        history.pop_front();
+    }
+}
+
+void KvCommServerPrivate::broadcast(const QByteArray &frame)
+{
+    for (Connection *c : connections)
+        send(c, frame);
+}
+
+void KvCommServerPrivate::send(Connection *c, const QByteArray &frame)
+{
+    if (c->dead || c->refused)
+        return;
+    c->socket->write(frame);
+    if (c->socket->bytesToWrite() > c->sendLimit) {
+        drop(c,
+            QStringLiteral("Client %1 dropped: it does not keep up (more than %2 waiting to "
+                           "be sent)")
+                .arg(c->peer, mib(c->sendLimit)));
+    }
+}
+
+void KvCommServerPrivate::onNewConnection()
+{
+    while (QTcpSocket *socket = tcp.nextPendingConnection()) {
+        if (closing) {
+            socket->abort();
+            socket->deleteLater();
+            continue;
+        }
+        auto *c = new Connection;
+        c->socket = socket;
+        c->peer = peerName(socket);
+        c->lastReceived.start();
+        c->sendLimit = maxSendBuffer;
+        connections.push_back(c);
+        QObject::connect(socket, &QTcpSocket::readyRead, q, [this, c] { onReadyRead(c); });
+        QObject::connect(socket, &QTcpSocket::disconnected, q, [this, c] { onDisconnected(c); });
+        QObject::connect(socket, &QTcpSocket::bytesWritten, q, [this, c] {
+            // Once the backlog of joining is out, the ordinary limit applies.
+            if (c->sendLimit > maxSendBuffer && c->socket->bytesToWrite() < maxSendBuffer)
+                c->sendLimit = maxSendBuffer;
+        });
+
+        // Everything published up to now, in the order a client needs it.
+        QByteArray head = KvCommFrameWriter::hello(KvCommProtocol::Version);
+        head += identityFrame;
+        head += KvCommFrameWriter::controlOptions(options);
+        head += statusFrame;
+        head += infoFrame;
+        head += KvCommFrameWriter::ready();
+        socket->write(head);
+        if (!ruleFrame.isEmpty()) {
+            socket->write(ruleFrame);
+            for (const QByteArray &f : qAsConst(infoUpdates))
+                socket->write(f);
+            socket->write(KvCommFrameWriter::historyBegin(droppedSamples, historySamples));
+            for (const QByteArray &f : qAsConst(pinnedIndex))
+                socket->write(f);
+            for (const HistoryEntry &e : history)
+                socket->write(e.frame);
+            socket->write(KvCommFrameWriter::historyEnd());
+        }
+        c->sendLimit = socket->bytesToWrite() + maxSendBuffer;
+        const QString peer = c->peer;
+        post([this, peer] { emit q->clientConnected(peer); });
+    }
+}
+
+void KvCommServerPrivate::onReadyRead(Connection *c)
+{
+    if (c->dead || c->refused)
+        return;
+    c->lastReceived.restart();
+    c->reader.readFrom(c->socket, MaxClientBytes);
+    while (!c->dead && c->reader.readNext(c->message)) {
+        const KvCommMessage &m = c->message;
+        if (!c->greeted) {
+            if (m.type != KvCommProtocol::Hello
+                || m.magic != QLatin1String(KvCommProtocol::Magic)) {
+                drop(c,
+                    QStringLiteral("Client %1 dropped: it is not a Kivo monitoring client")
+                        .arg(c->peer));
+                break;
+            }
+            if (m.protocolVersion != KvCommProtocol::Version) {
+                // Tell it why before closing, so its user reads a reason.
+                c->socket->write(KvCommFrameWriter::error(
+                    QStringLiteral("this server speaks protocol version %1, the client %2")
+                        .arg(KvCommProtocol::Version)
+                        .arg(m.protocolVersion)));
+                const QString reason = QStringLiteral("Client %1 dropped: it speaks protocol "
+                                                      "version %2")
+                                           .arg(c->peer)
+                                           .arg(m.protocolVersion);
+                c->refused = true;
+                c->socket->disconnectFromHost();
+                const QString peer = c->peer;
+                post([this, peer, reason] { emit q->clientDropped(peer, reason); });
+                break;
+            }
+            c->greeted = true;
+            continue;
+        }
+        if (m.type == KvCommProtocol::ControlRequest) {
+            const quint32 request = m.options;
+            const bool single = request == KvCommControlCancel || request == KvCommControlTerminate;
+            if (single && (options & request)) {
+                if (request == KvCommControlCancel)
+                    post([this] { emit q->cancelRequested(); });
+                else
+                    post([this] { emit q->terminateRequested(); });
+            } else {
+                const QString reason = single
+                    ? QStringLiteral("Request %1 from %2 ignored: not announced by this "
+                                     "simulation")
+                          .arg(request)
+                          .arg(c->peer)
+                    : QStringLiteral("Request %1 from %2 ignored: not a control request")
+                          .arg(request)
+                          .arg(c->peer);
+                post([this, request, reason] { emit q->controlRequestIgnored(request, reason); });
+            }
+        }
+        // Heartbeats only refresh lastReceived; unknown messages are skipped.
+    }
+    if (!c->dead && c->reader.hasError())
+        drop(c, QStringLiteral("Client %1 dropped: %2").arg(c->peer, c->reader.errorString()));
+    else if (!c->dead && c->reader.bufferedBytes() >= MaxClientBytes)
+        drop(c, QStringLiteral("Client %1 dropped: it sends too much").arg(c->peer));
+    removeDead();
+}
+
+void KvCommServerPrivate::onDisconnected(Connection *c)
+{
+    if (c->dead)
+        return;
+    finish(c);
+    removeDead();
+    checkAllClosed();
+}
+
+void KvCommServerPrivate::finish(Connection *c)
+{
+    c->dead = true;
+    c->socket->disconnect();
+    c->socket->abort();
+    c->socket->deleteLater();
+    c->socket = nullptr;
+    const QString peer = c->peer;
+    post([this, peer] { emit q->clientDisconnected(peer); });
+}
+
+void KvCommServerPrivate::drop(Connection *c, const QString &reason)
+{
+    if (c->dead)
+        return;
+    const QString peer = c->peer;
+    post([this, peer, reason] { emit q->clientDropped(peer, reason); });
+    finish(c);
+}
+
+void KvCommServerPrivate::removeDead()
+{
+    if (draining)
+        return;
+    auto it = std::remove_if(connections.begin(), connections.end(), [](Connection *c) {
+        if (!c->dead)
+            return false;
+        delete c;
+        return true;
+    });
+    connections.erase(it, connections.end());
+}
+
+void KvCommServerPrivate::checkAllClosed()
+{
+    if (closing && !closedEmitted && liveCount() == 0) {
+        closedEmitted = true;
+        closeTimer.stop();
+        heartbeatTimer.stop();
+        post([this] { emit q->allClosed(); });
+    }
+}
+
+void KvCommServerPrivate::onHeartbeat()
+{
+    const QByteArray beat = KvCommFrameWriter::heartbeat();
+    for (Connection *c : connections) {
+        if (c->dead)
+            continue;
+        if (c->lastReceived.elapsed() > deadAfter) {
+            drop(c,
+                QStringLiteral("Client %1 dropped: no data for %2 s")
+                    .arg(c->peer)
+                    .arg(c->lastReceived.elapsed() / 1000.0, 0, 'g', 3));
+            continue;
+        }
+        if (!closing)
+            send(c, beat);
+    }
+    removeDead();
+    checkAllClosed();
+}

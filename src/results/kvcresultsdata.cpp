@@ -1,0 +1,304 @@
+#include "kvcresultsdata.h"
+
+#include <QLoggingCategory>
+
+// Skipped samples and records are reported at debug level; a host silences
+// them with QT_LOGGING_RULES="kvc.results.debug=false".
+Q_LOGGING_CATEGORY(lcResults, "kvc.results")
+
+KvcResultsData::KvcResultsData()
+{
+    m_graphics.reserve(m_numSpecialGraphics);
+    m_graphics.append(new GraphicsData {tr("Execution x Simulation time"), tr("Time"),
+        tr("Execution time (s)"), QStringList(), -1, -1});
+    m_graphics.append(new GraphicsData {tr("Number of iterations"), tr("Time"),
+        tr("Number of iterations"), QStringList {QStringLiteral("fem.iteration")}, -2, -1});
+    m_graphics.append(new GraphicsData {tr("Iteration error"), tr("Iteration"), tr("Error"),
+        QStringList {QStringLiteral("fem.error")}, -3, -1});
+}
+
+KvcResultsData::~KvcResultsData() { qDeleteAll(m_graphics); }
+
+void KvcResultsData::setSimulationData(QSharedPointer<KvCommClientData> data)
+{
+    m_simData = data;
+    if (!data)
+        return;
+    // By signature, so that any store with these signals serves the model.
+    KvCommClientData *store = data.data();
+    connect(store, "2simulationInfoAvailable()", this, "2simulationInfoAvailable()");
+    connect(store, "2simulationTrackedDataInfoUpdated(int)", this,
+        "2simulationTrackedDataInfoUpdated(int)");
+    connect(store, "2simulationRuleDataAvailable()", this, "1ruleDataAvailable()");
+    connect(store, "2trackedDataReceived(const QList<KvCommClientTrackedData>&, qint64)", this,
+        "1newTrackedData (const QList<KvCommClientTrackedData>&, qint64)");
+    connect(store, "2trackedIndexDataAvailable(int, const KvCommClientTrackedIndexData&, qint64)",
+        this, "1newTrackedIndexData (int, const KvCommClientTrackedIndexData&, qint64)");
+}
+
+QSharedPointer<KvCommClientData> KvcResultsData::simulationData() { return m_simData; }
+
+QString KvcResultsData::name() { return m_name; }
+
+void KvcResultsData::setResultName(QString name) { m_name = std::move(name); }
+
+int KvcResultsData::timeTrackId() const { return m_timeTrackId; }
+
+int KvcResultsData::numSpecialGraphics() const { return m_numSpecialGraphics; }
+
+const QVector<KvcResultsData::GraphicsData *> &KvcResultsData::graphics() const
+{
+    return m_graphics;
+}
+
+const KvcResultsData::TrackedData &KvcResultsData::simTrackedData(int trackId) const
+{
+    static const TrackedData none;
+    if (trackId < 0 || trackId >= m_trackedData.size())
+        return none;
+    return m_trackedData.at(trackId);
+}
+
+const QVector<double> &KvcResultsData::simTimeData() const
+{
+    static const QVector<double> none;
+    if (m_timeTrackId < 0 || m_timeTrackId >= m_trackedData.size())
+        return none;
+    return m_trackedData.at(m_timeTrackId).time;
+}
+
+const QVector<double> &KvcResultsData::simExecTimeData() const
+{
+    static const QVector<double> none;
+    if (m_timeTrackId < 0 || m_timeTrackId >= m_trackedData.size()
+        || m_trackedData.at(m_timeTrackId).data.isEmpty())
+        return none;
+    return m_trackedData.at(m_timeTrackId).data.at(0);
+}
+
+const KvCommClientTrackedIndexData &KvcResultsData::simRuleIndexData(
+    int ruleId, int indexType) const
+{
+    // The answer for index data that has not arrived.
+    static const KvCommClientTrackedIndexData invalidIndexData;
+    if (indexType < 0 || indexType >= KvCommClientTrackedIndexData::NumIndexTypes)
+        return invalidIndexData;
+    const QVector<KvCommClientTrackedIndexData> &perRule = m_ruleIndexData[indexType];
+    if (ruleId < 0 || ruleId >= perRule.size())
+        return invalidIndexData;
+    return perRule.at(ruleId);
+}
+
+double KvcResultsData::currentTime() const
+{
+    const QVector<double> &times = simTimeData();
+    return times.isEmpty() ? 0.0 : times.last();
+}
+
+double KvcResultsData::currentExecutionTime() const
+{
+    const QVector<double> &times = simExecTimeData();
+    return times.isEmpty() ? 0.0 : times.last();
+}
+
+void KvcResultsData::ruleDataAvailable()
+{
+    if (!m_simData)
+        return;
+    KvCommClientData &store = *m_simData;
+
+    const int n = store.simNumTrackedData();
+    m_trackedData.resize(n);
+    for (int i = 0; i < n; ++i)
+        m_trackedData[i].id = i;
+
+    for (int i = 0; i < n; ++i) {
+        const KvCommClientTrackedRuleDataInfo &info = store.simTrackedDataInfo(i);
+        // An indexed value has one series per line: it cannot be the time axis
+        // or a single iteration curve.
+        if (info.indexedBy != 0)
+            continue;
+        if (m_timeTrackId == -1 && info.name == QLatin1String("time")) {
+            m_timeTrackId = info.id;
+            m_trackedData[i].data.resize(1);
+            continue;
+        }
+        if (m_iterationTrackId == -1 && info.name == QLatin1String("fem.iteration")) {
+            m_iterationTrackId = info.id;
+            m_graphics[1]->trackId = info.id;
+            continue;
+        }
+        if (m_errorTrackId == -1 && info.name == QLatin1String("fem.error")) {
+            m_errorTrackId = info.id;
+            m_graphics[2]->trackId = info.id;
+        }
+    }
+
+    // Tracked values are numbered consecutively over the rules, so counting
+    // pairs each value with its rule.
+    int k = 0;
+    const int numRules = store.simNumRules();
+    for (int r = 0; r < numRules; ++r) {
+        const KvCommClientTrackedRuleInfo &rule = store.simRuleInfo(r);
+        const QString ruleName = rule.name;
+        const int count = rule.numTrackedData;
+        for (int j = 0; j < count; ++j, ++k)
+            addGraphic(ruleName, store.simTrackedDataInfo(k));
+    }
+
+    emit simulationRuleDataAvailable();
+}
+
+void KvcResultsData::addGraphic(QString ruleName, const KvCommClientTrackedRuleDataInfo &info)
+{
+    auto *graphic = new GraphicsData;
+    graphic->title = QStringLiteral("%1 (%2)").arg(ruleName).arg(info.name);
+    graphic->yTitle = info.name;
+    if (!info.unit.isEmpty())
+        graphic->yTitle += QStringLiteral(" (%1)").arg(info.unit);
+    graphic->xTitle = tr("Time (s)");
+    graphic->trackId = info.id;
+    graphic->ruleId = info.ruleId;
+    m_graphics.append(graphic);
+
+    // Indexed values learn their line labels with their first sample.
+    if (info.indexedBy == 0 && info.numRows * info.numCols > 0)
+        addGraphicSeries(graphic, nullptr);
+}
+
+void KvcResultsData::addGraphicSeries(
+    GraphicsData *graphic, const KvCommClientTrackedIndexData *index)
+{
+    const KvCommClientTrackedRuleDataInfo &info = m_simData->simTrackedDataInfo(graphic->trackId);
+    const int c = info.numRows * info.numCols;
+    const QString name = info.name;
+    const int lines = index ? index->numLines() : 1;
+    if (lines < 1)
+        return;
+    for (int l = 0; l < lines; ++l) {
+        const QString base = index ? index->lineStr(l) : name;
+        for (int j = 0; j < c; ++j) {
+            if (c == 1)
+                graphic->series.append(base);
+            else
+                graphic->series.append(base + QStringLiteral(" [%1]").arg(j + 1));
+        }
+    }
+}
+
+void KvcResultsData::adjustTrackedDataSize(TrackedData &history)
+{
+    const KvCommClientTrackedRuleDataInfo &info = m_simData->simTrackedDataInfo(history.id);
+    int c = info.numRows * info.numCols;
+    if (info.indexedBy >= 1)
+        c *= simRuleIndexData(info.ruleId, info.indexedBy - 1).numLines();
+    history.data.resize(qMax(0, c));
+}
+
+void KvcResultsData::newTrackedData(const QList<KvCommClientTrackedData> &data, qint64 elapsedTime)
+{
+    if (!m_simData)
+        return;
+    // Kept here rather than asked per sample: a time sample earlier in the
+    // batch sets the x of the samples after it.
+    double x = currentTime();
+    const int numTracked = m_trackedData.size();
+
+    for (const KvCommClientTrackedData &sample : data) {
+        const int id = sample.id;
+        const QVector<double> &values = sample.values;
+
+        if (id < 0 || id >= numTracked) {
+            qCDebug(lcResults, "sample of unknown tracked value %d skipped", id);
+            continue;
+        }
+
+        if (id == m_timeTrackId) {
+            TrackedData &track = m_trackedData[id];
+            if (values.size() != 1 || track.data.size() != 1) {
+                qCDebug(lcResults, "time sample with %d components dropped", int(values.size()));
+                continue;
+            }
+            x = values.first();
+            track.time.append(x);
+            const double execTime = elapsedTime / 1000.0;
+            track.data[0].append(execTime);
+            if (track.min > execTime)
+                track.min = execTime;
+            if (execTime > track.max)
+                track.max = execTime;
+            emit trackedDataReceived(id);
+            continue;
+        }
+
+        TrackedData &history = m_trackedData[id];
+        if (history.data.isEmpty()) {
+            if (!m_simData) // dropped by a receiver of an earlier sample
+                return;
+            adjustTrackedDataSize(history);
+            const int indexedBy = m_simData->simTrackedDataInfo(id).indexedBy;
+            for (int g = m_numSpecialGraphics; g < m_graphics.size(); ++g) {
+                GraphicsData *graphic = m_graphics[g];
+                if (graphic->trackId != id || !graphic->series.isEmpty())
+                    continue;
+                if (indexedBy >= 1)
+                    addGraphicSeries(graphic, &simRuleIndexData(graphic->ruleId, indexedBy - 1));
+                else
+                    addGraphicSeries(graphic, nullptr);
+            }
+        }
+
+        const int n = values.size();
+        if (n != history.data.size()) {
+            qCDebug(lcResults,
+                "sample of tracked value %d with %d components skipped, its history has %d", id, n,
+                int(history.data.size()));
+            continue;
+        }
+
+        history.time.append(x);
+        const double *in = values.constData();
+        QVector<double> *out = history.data.data();
+        double lo = history.min;
+        double hi = history.max;
+        for (int i = 0; i < n; ++i) {
+            const double v = in[i];
+            out[i].append(v);
+            if (lo > v)
+                lo = v;
+            if (v > hi)
+                hi = v;
+        }
+        history.min = lo;
+        history.max = hi;
+        emit trackedDataReceived(id);
+    }
+}
+
+void KvcResultsData::newTrackedIndexData(
+    int ruleId, const KvCommClientTrackedIndexData &data, qint64 elapsedTime)
+{
+    Q_UNUSED(elapsedTime)
+    if (!m_simData)
+        return;
+    const int t = data.indexType();
+    const int numRules = m_simData->simNumRules();
+    if (t < 0 || t >= KvCommClientTrackedIndexData::NumIndexTypes) {
+        qCDebug(lcResults, "index data of rule %d with invalid index type %d skipped", ruleId, t);
+        return;
+    }
+    if (ruleId < 0 || ruleId >= numRules) {
+        qCDebug(lcResults, "index data of unknown rule %d skipped", ruleId);
+        return;
+    }
+    QVector<KvCommClientTrackedIndexData> &perRule = m_ruleIndexData[t];
+    if (perRule.isEmpty())
+        perRule.resize(numRules);
+    // Rule data runs once per store, so the vector has the size of the rules.
+    if (ruleId >= perRule.size()) {
+        qCDebug(lcResults, "index data of unknown rule %d skipped", ruleId);
+        return;
+    }
+    perRule[ruleId] = data;
+    emit trackedIndexDataAvailable(ruleId, t);
+}

@@ -1,0 +1,113 @@
+#pragma once
+
+#include "kvcactionmanager.h"
+#include "kvcexport.h"
+#include "kvcresultsdata.h"
+#include "ui_kvcresultswidget.h"
+
+#include <QDateTime>
+#include <QSharedPointer>
+#include <QVector>
+#include <QWidget>
+
+class KvcLogBuffer;
+class QTimer;
+
+/// Shows one execution: a header (name, status, times), four line charts of
+/// tracked values against simulated time and the execution's log.
+///
+/// It follows the action manager (status changes and log messages, until one
+/// second after a final status), the results data (simulation information,
+/// rule data, samples; for its whole life) and the user, who may drop any
+/// graphic of the results data onto any chart (MIME type
+/// "application/x-GraphIndex" with the graphic's index as decimal text; text
+/// that is not a number shows graphic 0). The view starts no drags and has no
+/// signals.
+///
+/// Ownership: the host owns the view; the view keeps its own reference to the
+/// results data, so the data lives at least as long as the view. It does not
+/// own the action manager, which may be destroyed first.
+///
+/// Drawing at any history length. Samples are stored by the results data as
+/// they arrive, and the view does the bookkeeping of every sample at once
+/// (which points belong to which series, the axis rule: an axis grows to 1.25
+/// times a value that comes within 5 % of its end, a rule graphic's y range is
+/// its value's minimum and maximum), but what reaches Qt Charts is coalesced:
+/// - at most once per frame (at most 60 Hz, only while something changed),
+///   a chart's axes get the ranges they would have after the same samples
+///   appended one by one, and each of its series one replace() with its new
+///   points. Repainting a chart costs more than everything else, so a frame
+///   updates at most two charts, in turn; with all four growing, each is
+///   updated every second frame;
+/// - a series holds every sample exactly while it has at most four times as
+///   many as its plot is wide in pixels; beyond that it holds, per pixel
+///   column of the visible x range, the first, minimum, maximum and last sample
+///   (KvcChartSeriesFeeder), so every extreme and the picture stay as with all
+///   points, at a cost per frame that does not depend on the history. The
+///   columns are rebuilt from the history only when the x range changes (it
+///   grows geometrically rarely, or the user zooms) or the plot is resized;
+///   a rebuild scans about a million samples per frame and the chart keeps its
+///   previous picture until it is complete (a fraction of a second at ten
+///   million samples). Nothing stored is dropped: the results data keeps
+///   every sample;
+/// - log messages are written once per frame, one insertion per run of
+///   messages of the same colour (KvcLogBuffer). Levels 0..7 take their colour
+///   (black, black, black, blue, red, red, dark green, dark green); -1 (raw
+///   process output) and any level outside -1..7 keep the previous colour.
+///
+/// Decided here where the behaviour is otherwise open:
+/// - a null results data pointer is replaced by an empty results data of the
+///   view's own: the charts show the special graphics' titles and stay empty;
+///   nothing is connected to it;
+/// - a rule graphic with fewer series names than component vectors gives the
+///   extra series no name; special graphics 1 and 2 draw the first component
+///   of a value with several (their chart holds one series).
+class KVC_EXPORT KvcResultsWidget
+    : public QWidget
+    , private Ui::KvcResultsWidget
+{
+    Q_OBJECT
+
+public:
+    KvcResultsWidget(KvcActionManager *actMgr, KvcActionManager::ExecutionStatus status,
+        QSharedPointer<KvcResultsData> &resultData, QWidget *parent = nullptr);
+    ~KvcResultsWidget() override;
+
+    /// The manager is busy with an execution and the status is Loading or Running.
+    bool active();
+    QSharedPointer<KvcResultsData> resultData();
+
+private slots:
+    void executionStatusChanged(KvcActionManager::ExecutionStatus status);
+    void simInfoAvailable();
+    void ruleInfoAvailable();
+    void appendLogMsg(int level, const QString &msg);
+    void addTrackData(int trackId);
+
+private:
+    struct ChartData;
+    using GraphicsData = KvcResultsData::GraphicsData;
+
+    void initCharts();
+    void initLogViewer();
+    void updateHeaderData();
+    void updateHeaderStatus();
+    void updateChartGraphic(int chartIndex, int graphicIndex);
+    void setEventFilter(QObject *object, bool install);
+    bool eventFilter(QObject *object, QEvent *event) override;
+
+    void scheduleFrame();
+    void flushFrame();
+
+    KvcActionManager *actMgr = nullptr;
+    QSharedPointer<KvcResultsData> m_resultData;
+    KvcActionManager::ExecutionStatus status = KvcActionManager::Unknown;
+    QDateTime statusTime;
+    QVector<ChartData *> charts;
+    int nextChart = -1;
+
+    KvcLogBuffer *logBuffer = nullptr;
+    QTimer *frameTimer = nullptr;
+    // The chart that the next frame looks at first.
+    int nextFlush = 0;
+};

@@ -1,0 +1,162 @@
+// Fuzz target of the monitoring protocol's frame decoder.
+//
+// Built as a libFuzzer binary with -DKVC_FUZZ=ON and clang; always built as
+// a replay program that runs every file of a corpus folder through the same
+// function (a CTest test over corpus/framedecoder), and that writes the seed
+// corpus with --generate <folder>.
+
+#include "kvcommframereader.h"
+#include "kvcommframewriter.h"
+
+#include <QCborStreamWriter>
+#include <QDir>
+#include <QFile>
+#include <QtEndian>
+
+#include <cstdint>
+#include <cstdio>
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
+{
+    // Fed in two parts, so that frames split across reads are covered too.
+    KvCommFrameReader reader;
+    KvCommMessage message;
+    const auto *bytes = reinterpret_cast<const char *>(data);
+    const size_t half = size / 2;
+    reader.addData(bytes, qsizetype(half));
+    while (reader.readNext(message)) { }
+    reader.addData(bytes + half, qsizetype(size - half));
+    while (reader.readNext(message)) { }
+    return 0;
+}
+
+#ifdef KVC_FUZZ_REPLAY
+
+namespace {
+
+QByteArray handMade(const std::function<void(QCborStreamWriter &)> &write)
+{
+    QByteArray body;
+    QCborStreamWriter w(&body);
+    write(w);
+    return KvCommFrameWriter::frame(body);
+}
+
+int generate(const QString &folder)
+{
+    QDir().mkpath(folder);
+    KvCommClientTrackedRuleInfo rule;
+    rule.name = QStringLiteral("probe");
+    rule.numTrackedData = 2;
+    KvCommClientTrackedRuleDataInfo a, b;
+    a.ruleId = b.ruleId = 0;
+    a.name = QStringLiteral("time");
+    b.id = 1;
+    b.name = QStringLiteral("T");
+    b.indexedBy = 1;
+    b.numRows = 2;
+    const QList<KvCommClientTrackedData> samples
+        = {KvCommClientTrackedData(0, {0.5}), KvCommClientTrackedData(1, {1, 2, 3, 4})};
+    const QDateTime t = QDateTime::fromMSecsSinceEpoch(1700000000000, Qt::UTC);
+    QByteArray huge(4, '\0');
+    qToBigEndian<quint32>(0x7fffffff, huge.data());
+
+    const QList<QPair<QString, QByteArray>> seeds = {
+        {"valid-hello", KvCommFrameWriter::hello(1)},
+        {"valid-handshake",
+            KvCommFrameWriter::hello(1) + KvCommFrameWriter::identity("1.2", "r9")
+                + KvCommFrameWriter::controlOptions(7) + KvCommFrameWriter::status(2, t)
+                + KvCommFrameWriter::simulationInfo("heat", "plate", {"a.lua"}, t, t)
+                + KvCommFrameWriter::ready()},
+        {"valid-rules", KvCommFrameWriter::ruleData({rule}, {a, b})},
+        {"valid-index",
+            KvCommFrameWriter::indexData(0,
+                KvCommClientTrackedIndexData(KvCommClientTrackedIndexData::Nodes, {"n1", "n2"}),
+                3)},
+        {"valid-samples", KvCommFrameWriter::samples(samples, 42, 7)},
+        {"valid-history",
+            KvCommFrameWriter::historyBegin(3, 2) + KvCommFrameWriter::samples(samples, 1, 3)
+                + KvCommFrameWriter::historyEnd()},
+        {"valid-log-request-heartbeat",
+            KvCommFrameWriter::log(6, "line\n") + KvCommFrameWriter::controlRequest(2)
+                + KvCommFrameWriter::heartbeat() + KvCommFrameWriter::error("bye")},
+        {"valid-update", KvCommFrameWriter::trackedDataInfo(b)},
+        {"invalid-huge-length", huge},
+        {"invalid-truncated", KvCommFrameWriter::samples(samples, 42, 7).left(30)},
+        {"invalid-not-a-map", handMade([](QCborStreamWriter &w) { w.append(1.5); })},
+        {"invalid-sizes", handMade([](QCborStreamWriter &w) {
+             w.startMap(6);
+             w.append(0);
+             w.append(quint64(KvCommProtocol::Samples));
+             w.append(1);
+             w.append(0);
+             w.append(2);
+             w.append(0);
+             w.append(3);
+             w.startArray(1);
+             w.append(0);
+             w.endArray();
+             w.append(4);
+             w.startArray(1);
+             w.append(1000000);
+             w.endArray();
+             w.append(5);
+             w.append(QCborTag(86));
+             w.appendByteString("12345678", 8);
+             w.endMap();
+         })},
+        {"invalid-array-lie",
+            KvCommFrameWriter::frame(QByteArray::fromHex("a300186e019bffffffffffffff00"))},
+        {"unknown-type", handMade([](QCborStreamWriter &w) {
+             w.startMap(2);
+             w.append(0);
+             w.append(4242);
+             w.append(1);
+             w.append(QStringLiteral("future"));
+             w.endMap();
+         })},
+    };
+    for (const auto &seed : seeds) {
+        QFile f(folder + QLatin1Char('/') + seed.first);
+        if (!f.open(QIODevice::WriteOnly) || f.write(seed.second) != seed.second.size()) {
+            std::fprintf(stderr, "cannot write %s\n", qPrintable(f.fileName()));
+            return 1;
+        }
+    }
+    std::printf("%d seeds written to %s\n", int(seeds.size()), qPrintable(folder));
+    return 0;
+}
+
+} // namespace
+
+int main(int argc, char *argv[])
+{
+    if (argc == 3 && QByteArray(argv[1]) == "--generate")
+        return generate(QString::fromLocal8Bit(argv[2]));
+    int files = 0;
+    for (int i = 1; i < argc; ++i) {
+        QStringList paths;
+        const QString arg = QString::fromLocal8Bit(argv[i]);
+        if (QFileInfo(arg).isDir()) {
+            for (const QString &name : QDir(arg).entryList(QDir::Files, QDir::Name))
+                paths << arg + QLatin1Char('/') + name;
+        } else {
+            paths << arg;
+        }
+        for (const QString &path : paths) {
+            QFile f(path);
+            if (!f.open(QIODevice::ReadOnly)) {
+                std::fprintf(stderr, "cannot read %s\n", qPrintable(path));
+                return 1;
+            }
+            const QByteArray data = f.readAll();
+            LLVMFuzzerTestOneInput(
+                reinterpret_cast<const uint8_t *>(data.constData()), size_t(data.size()));
+            ++files;
+        }
+    }
+    std::printf("%d inputs replayed\n", files);
+    return files > 0 ? 0 : 1;
+}
+
+#endif

@@ -1,0 +1,759 @@
+#include "kvcresultsdata.h"
+
+#include <kvcommclientdata.h>
+
+#include <QtTest>
+
+#include <cmath>
+#include <limits>
+
+namespace {
+
+struct ValueDesc {
+    ValueDesc(
+        const char *name, int indexedBy = 0, int rows = 1, int cols = 1, const char *unit = "")
+        : name(QString::fromUtf8(name))
+        , indexedBy(indexedBy)
+        , rows(rows)
+        , cols(cols)
+        , unit(QString::fromUtf8(unit))
+    { }
+
+    QString name;
+    int indexedBy = 0;
+    int rows = 1;
+    int cols = 1;
+    QString unit;
+};
+
+struct RuleDesc {
+    QString name;
+    QVector<ValueDesc> values;
+};
+
+using Rules = QVector<RuleDesc>;
+
+// One thing that happens to the store. "Raw" steps emit the store's signal
+// directly, bypassing its validation, to reach the model's own defences.
+struct Step {
+    enum Kind { Index, Batch, RawIndex, RawBatch } kind = Batch;
+    int rule = 0;
+    int type = 0;
+    QStringList lines;
+    QList<KvCommClientTrackedData> batch;
+    qint64 elapsed = 0;
+};
+
+using Steps = QVector<Step>;
+
+KvCommClientTrackedData sample(int id, QVector<double> values)
+{
+    return KvCommClientTrackedData(id, std::move(values));
+}
+
+Step batch(qint64 elapsed, QList<KvCommClientTrackedData> samples)
+{
+    Step s;
+    s.kind = Step::Batch;
+    s.batch = std::move(samples);
+    s.elapsed = elapsed;
+    return s;
+}
+
+Step rawBatch(qint64 elapsed, QList<KvCommClientTrackedData> samples)
+{
+    Step s = batch(elapsed, std::move(samples));
+    s.kind = Step::RawBatch;
+    return s;
+}
+
+Step idx(int rule, int type, QStringList lines, Step::Kind kind = Step::Index)
+{
+    Step s;
+    s.kind = kind;
+    s.rule = rule;
+    s.type = type;
+    s.lines = std::move(lines);
+    return s;
+}
+
+bool setRules(KvCommClientData &store, const Rules &rules, QString *error)
+{
+    QVector<KvCommClientTrackedRuleInfo> ruleInfos;
+    QVector<KvCommClientTrackedRuleDataInfo> infos;
+    for (int r = 0; r < rules.size(); ++r) {
+        KvCommClientTrackedRuleInfo rule;
+        rule.id = r;
+        rule.firstTrackedData = infos.size();
+        rule.name = rules[r].name;
+        rule.numTrackedData = rules[r].values.size();
+        ruleInfos.append(rule);
+        for (const ValueDesc &v : rules[r].values) {
+            KvCommClientTrackedRuleDataInfo info;
+            info.id = infos.size();
+            info.ruleId = r;
+            info.name = v.name;
+            info.indexedBy = v.indexedBy;
+            info.unit = v.unit;
+            info.numRows = v.rows;
+            info.numCols = v.cols;
+            infos.append(info);
+        }
+    }
+    return store.setRuleData(ruleInfos, infos, error);
+}
+
+bool runStep(KvCommClientData &store, const Step &step, QString *error)
+{
+    const KvCommClientTrackedIndexData record(
+        static_cast<KvCommClientTrackedIndexData::IndexType>(step.type), step.lines);
+    switch (step.kind) {
+    case Step::Index:
+        return store.addTrackedIndexData(step.rule, record, step.elapsed, error);
+    case Step::Batch:
+        return store.addTrackedData(step.batch, step.elapsed, error);
+    case Step::RawIndex:
+        emit store.trackedIndexDataAvailable(step.rule, record, step.elapsed);
+        return true;
+    case Step::RawBatch:
+        emit store.trackedDataReceived(step.batch, step.elapsed);
+        return true;
+    }
+    return false;
+}
+
+QString num(double v)
+{
+    if (v == std::numeric_limits<double>::max())
+        return QStringLiteral("DBL_MAX");
+    if (v == std::numeric_limits<double>::lowest())
+        return QStringLiteral("-DBL_MAX");
+    if (std::isnan(v))
+        return QStringLiteral("nan");
+    if (v == 0.0)
+        return std::signbit(v) ? QStringLiteral("-0") : QStringLiteral("0");
+    return QString::number(v, 'g', 17);
+}
+
+QString nums(const QVector<double> &values)
+{
+    QStringList parts;
+    for (double v : values)
+        parts << num(v);
+    return QLatin1Char('[') + parts.join(QLatin1Char(',')) + QLatin1Char(']');
+}
+
+QString quoted(const QStringList &names)
+{
+    return QLatin1Char('[') + names.join(QStringLiteral(", ")) + QLatin1Char(']');
+}
+
+QStringList dumpGraphics(const KvcResultsData &model)
+{
+    QStringList lines;
+    for (int g = 0; g < model.graphics().size(); ++g) {
+        const KvcResultsData::GraphicsData *d = model.graphics()[g];
+        lines << QStringLiteral("g%1 track=%2 rule=%3 '%4' x='%5' y='%6' series=%7")
+                     .arg(g)
+                     .arg(d->trackId)
+                     .arg(d->ruleId)
+                     .arg(d->title, d->xTitle, d->yTitle, quoted(d->series));
+    }
+    return lines;
+}
+
+QStringList dumpSeries(const KvcResultsData &model)
+{
+    QStringList lines;
+    for (int g = model.numSpecialGraphics(); g < model.graphics().size(); ++g)
+        lines << QStringLiteral("g%1 series=%2").arg(g).arg(quoted(model.graphics()[g]->series));
+    return lines;
+}
+
+// Histories still as sized by the rule data (no vectors, nothing stored) are
+// left out, so that a table row lists what its samples did.
+QStringList dumpHistories(const KvcResultsData &model, int count)
+{
+    QStringList lines;
+    for (int i = 0; i < count; ++i) {
+        const KvcResultsData::TrackedData &h = model.simTrackedData(i);
+        if (h.id == i && h.time.isEmpty() && h.data.isEmpty()
+            && h.min == std::numeric_limits<double>::max()
+            && h.max == std::numeric_limits<double>::lowest())
+            continue;
+        QStringList data;
+        for (const QVector<double> &component : h.data)
+            data << nums(component);
+        lines << QStringLiteral("h%1 id=%2 time=%3 data=[%4] min=%5 max=%6")
+                     .arg(i)
+                     .arg(h.id)
+                     .arg(nums(h.time), data.join(QLatin1Char(',')), num(h.min), num(h.max));
+    }
+    return lines;
+}
+
+// Compares line by line, but prints both texts whole first, so that a failure
+// shows every difference at once.
+#define COMPARE_TEXT(actual, expected)                                                             \
+    do {                                                                                           \
+        const QStringList a_ = (actual);                                                           \
+        const QStringList e_ = (expected);                                                         \
+        if (a_ != e_)                                                                              \
+            qWarning().noquote() << "\nactual:\n  " + a_.join(QStringLiteral("\n  "))              \
+                    + "\nexpected:\n  " + e_.join(QStringLiteral("\n  "));                         \
+        QCOMPARE(a_, e_);                                                                          \
+    } while (false)
+
+const QStringList specialGraphics {
+    "g0 track=-1 rule=-1 'Execution x Simulation time' x='Time' y='Execution time (s)' series=[]",
+    "g1 track=-2 rule=-1 'Number of iterations' x='Time' y='Number of iterations' "
+    "series=[fem.iteration]",
+    "g2 track=-3 rule=-1 'Iteration error' x='Iteration' y='Error' series=[fem.error]",
+};
+
+QStringList withSpecial(int iteration, int error, const QStringList &ruleGraphics)
+{
+    QStringList lines = specialGraphics;
+    lines[1].replace(QLatin1String("track=-2"), QStringLiteral("track=%1").arg(iteration));
+    lines[2].replace(QLatin1String("track=-3"), QStringLiteral("track=%1").arg(error));
+    return lines + ruleGraphics;
+}
+
+// time 0, fem.iteration 1, fem.error 2, P 3, u 4, q 5 (indexed 1 x 2 by rule 2's type 0)
+const Rules monitorRules {
+    {"monitor", {{"time"}, {"fem.iteration"}, {"fem.error"}}},
+    {"R", {{"P", 0, 1, 1, "m"}, {"u", 0, 3, 1}}},
+    {"I", {{"q", 1, 1, 2}}},
+};
+
+// P 0, u 1: no time track
+const Rules plainRules {{"R", {{"P"}, {"u", 0, 3, 1}}}};
+
+} // namespace
+
+Q_DECLARE_METATYPE(Rules)
+Q_DECLARE_METATYPE(Steps)
+
+class KvcResultsDataTest : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void constructorBuildsOnlyTheSpecialGraphics()
+    {
+        KvcResultsData model;
+        COMPARE_TEXT(dumpGraphics(model), specialGraphics);
+        QCOMPARE(model.numSpecialGraphics(), 3);
+        QCOMPARE(model.timeTrackId(), -1);
+        QVERIFY(model.simulationData().isNull());
+        QCOMPARE(model.currentTime(), 0.0);
+        QCOMPARE(model.currentExecutionTime(), 0.0);
+        QVERIFY(model.simTimeData().isEmpty());
+        QVERIFY(model.simExecTimeData().isEmpty());
+        QCOMPARE(model.simTrackedData(0).id, -1);
+    }
+
+    void ruleData_data()
+    {
+        QTest::addColumn<Rules>("rules");
+        QTest::addColumn<int>("timeTrack");
+        QTest::addColumn<QStringList>("graphics");
+
+        QTest::newRow("no rules: special graphics only, nothing found")
+            << Rules() << -1 << specialGraphics;
+        QTest::newRow("special values found, each also gets a rule graphic")
+            << monitorRules << 0
+            << withSpecial(1, 2,
+                   {"g3 track=0 rule=0 'monitor (time)' x='Time (s)' y='time' series=[time]",
+                       "g4 track=1 rule=0 'monitor (fem.iteration)' x='Time (s)' y='fem.iteration' "
+                       "series=[fem.iteration]",
+                       "g5 track=2 rule=0 'monitor (fem.error)' x='Time (s)' y='fem.error' "
+                       "series=[fem.error]",
+                       "g6 track=3 rule=1 'R (P)' x='Time (s)' y='P (m)' series=[P]",
+                       "g7 track=4 rule=1 'R (u)' x='Time (s)' y='u' series=[u [1], u [2], u [3]]",
+                       "g8 track=5 rule=2 'I (q)' x='Time (s)' y='q' series=[]"});
+        QTest::newRow("fem.error before fem.iteration: both found")
+            << Rules {{"a", {{"fem.error"}}}, {"b", {{"fem.iteration"}}}} << -1
+            << withSpecial(1, 0,
+                   {"g3 track=0 rule=0 'a (fem.error)' x='Time (s)' y='fem.error' "
+                    "series=[fem.error]",
+                       "g4 track=1 rule=1 'b (fem.iteration)' x='Time (s)' "
+                       "y='fem.iteration' series=[fem.iteration]"});
+        QTest::newRow("first of each name wins, later ones are ordinary")
+            << Rules {{"a", {{"fem.iteration"}, {"time"}, {"fem.error"}}},
+                   {"b", {{"fem.error"}, {"time"}, {"fem.iteration"}}}}
+            << 1
+            << withSpecial(0, 2,
+                   {"g3 track=0 rule=0 'a (fem.iteration)' x='Time (s)' y='fem.iteration' "
+                    "series=[fem.iteration]",
+                       "g4 track=1 rule=0 'a (time)' x='Time (s)' y='time' series=[time]",
+                       "g5 track=2 rule=0 'a (fem.error)' x='Time (s)' y='fem.error' "
+                       "series=[fem.error]",
+                       "g6 track=3 rule=1 'b (fem.error)' x='Time (s)' y='fem.error' "
+                       "series=[fem.error]",
+                       "g7 track=4 rule=1 'b (time)' x='Time (s)' y='time' series=[time]",
+                       "g8 track=5 rule=1 'b (fem.iteration)' x='Time (s)' y='fem.iteration' "
+                       "series=[fem.iteration]"});
+        QTest::newRow("indexed values never take a special role")
+            << Rules {{"a", {{"time", 1}, {"fem.iteration", 2}, {"fem.error", 3}, {"time"}}}} << 3
+            << withSpecial(-2, -3,
+                   {"g3 track=0 rule=0 'a (time)' x='Time (s)' y='time' series=[]",
+                       "g4 track=1 rule=0 'a (fem.iteration)' x='Time (s)' y='fem.iteration' "
+                       "series=[]",
+                       "g5 track=2 rule=0 'a (fem.error)' x='Time (s)' y='fem.error' series=[]",
+                       "g6 track=3 rule=0 'a (time)' x='Time (s)' y='time' series=[time]"});
+        QTest::newRow("names match exactly and case-sensitively")
+            << Rules {{"a", {{"Time"}, {"time "}, {"FEM.ITERATION"}, {"fem.error2"}}}} << -1
+            << withSpecial(-2, -3,
+                   {"g3 track=0 rule=0 'a (Time)' x='Time (s)' y='Time' series=[Time]",
+                       "g4 track=1 rule=0 'a (time )' x='Time (s)' y='time ' series=[time ]",
+                       "g5 track=2 rule=0 'a (FEM.ITERATION)' x='Time (s)' y='FEM.ITERATION' "
+                       "series=[FEM.ITERATION]",
+                       "g6 track=3 rule=0 'a (fem.error2)' x='Time (s)' y='fem.error2' "
+                       "series=[fem.error2]"});
+        QTest::newRow("rule without values keeps the pairing of later rules")
+            << Rules {{"first", {{"a"}}}, {"empty", {}}, {"third", {{"b"}, {"c"}}}} << -1
+            << withSpecial(-2, -3,
+                   {"g3 track=0 rule=0 'first (a)' x='Time (s)' y='a' series=[a]",
+                       "g4 track=1 rule=2 'third (b)' x='Time (s)' y='b' series=[b]",
+                       "g5 track=2 rule=2 'third (c)' x='Time (s)' y='c' series=[c]"});
+        QTest::newRow("title built by two successive replacements, %1 in a name included")
+            << Rules {{"R%2", {{"P", 0, 1, 1, "%1"}}}, {"%1", {{"x%1"}}}} << -1
+            << withSpecial(-2, -3,
+                   {"g3 track=0 rule=0 'RP (P)' x='Time (s)' y='P (%1)' series=[P]",
+                       "g4 track=1 rule=1 'x%1 (%2)' x='Time (s)' y='x%1' series=[x%1]"});
+        QTest::newRow("shapes: 2 x 2 numbered from 1, empty value without series")
+            << Rules {{"S", {{"M", 0, 2, 2, "Pa"}, {"Z", 0, 0, 3}, {"row", 0, 1, 2}}}} << -1
+            << withSpecial(-2, -3,
+                   {"g3 track=0 rule=0 'S (M)' x='Time (s)' y='M (Pa)' "
+                    "series=[M [1], M [2], M [3], M [4]]",
+                       "g4 track=1 rule=0 'S (Z)' x='Time (s)' y='Z' series=[]",
+                       "g5 track=2 rule=0 'S (row)' x='Time (s)' y='row' series=[row [1], row "
+                       "[2]]"});
+    }
+
+    void ruleData()
+    {
+        QFETCH(Rules, rules);
+        QFETCH(int, timeTrack);
+        QFETCH(QStringList, graphics);
+
+        auto store = QSharedPointer<KvCommClientData>::create();
+        KvcResultsData model;
+        model.setSimulationData(store);
+        QCOMPARE(model.simulationData(), store);
+
+        int graphicsAtSignal = -1;
+        int historiesAtSignal = -1;
+        int emitted = 0;
+        connect(&model, &KvcResultsData::simulationRuleDataAvailable, this, [&] {
+            ++emitted;
+            graphicsAtSignal = model.graphics().size();
+            historiesAtSignal = store->simNumTrackedData() > 0
+                ? model.simTrackedData(store->simNumTrackedData() - 1).id + 1
+                : 0;
+        });
+
+        QString error;
+        QVERIFY2(setRules(*store, rules, &error), qPrintable(error));
+
+        QCOMPARE(emitted, 1);
+        QCOMPARE(graphicsAtSignal, graphics.size());
+        QCOMPARE(historiesAtSignal, store->simNumTrackedData());
+        COMPARE_TEXT(dumpGraphics(model), graphics);
+        QCOMPARE(model.timeTrackId(), timeTrack);
+
+        // Every history knows its id and is empty; only the time track has a
+        // (single, empty) data vector.
+        QStringList expected;
+        if (timeTrack >= 0)
+            expected << QStringLiteral("h%1 id=%1 time=[] data=[[]] min=DBL_MAX max=-DBL_MAX")
+                            .arg(timeTrack);
+        COMPARE_TEXT(dumpHistories(model, store->simNumTrackedData()), expected);
+    }
+
+    void samples_data()
+    {
+        QTest::addColumn<Rules>("rules");
+        QTest::addColumn<Steps>("steps");
+        QTest::addColumn<QStringList>("announced");
+        QTest::addColumn<QStringList>("expected");
+        QTest::addColumn<QStringList>("messages");
+
+        QTest::newRow("before any time sample x is 0.0 and the times are 0.0")
+            << monitorRules
+            << Steps {batch(1000, {sample(3, {5}), sample(4, {1, 2, 3}), sample(1, {7})})}
+            << QStringList {"3:1", "4:1", "1:1"}
+            << QStringList {"time=0 exec=0", "h0 id=0 time=[] data=[[]] min=DBL_MAX max=-DBL_MAX",
+                   "h1 id=1 time=[0] data=[[7]] min=7 max=7",
+                   "h3 id=3 time=[0] data=[[5]] min=5 max=5",
+                   "h4 id=4 time=[0] data=[[1],[2],[3]] min=1 max=3", "g3 series=[time]",
+                   "g4 series=[fem.iteration]", "g5 series=[fem.error]", "g6 series=[P]",
+                   "g7 series=[u [1], u [2], u [3]]", "g8 series=[]"}
+            << QStringList {};
+        QTest::newRow("time samples set the x of later samples, in batch order")
+            << monitorRules
+            << Steps {batch(2500, {sample(3, {1}), sample(0, {0.5}), sample(3, {2})}),
+                   batch(4000, {sample(0, {1.25}), sample(3, {3}), sample(0, {2})}),
+                   batch(4500, {sample(3, {4})})}
+            << QStringList {"3:1", "0:1", "3:2", "0:2", "3:3", "0:3", "3:4"}
+            << QStringList {"time=2 exec=4",
+                   "h0 id=0 time=[0.5,1.25,2] data=[[2.5,4,4]] min=2.5 max=4",
+                   "h3 id=3 time=[0,0.5,1.25,2] data=[[1,2,3,4]] min=1 max=4", "g3 series=[time]",
+                   "g4 series=[fem.iteration]", "g5 series=[fem.error]", "g6 series=[P]",
+                   "g7 series=[u [1], u [2], u [3]]", "g8 series=[]"}
+            << QStringList {};
+        QTest::newRow("execution times: strict min and max, not order of arrival")
+            << Rules {{"m", {{"time"}}}}
+            << Steps {batch(3000, {sample(0, {1})}), batch(1000, {sample(0, {2})}),
+                   batch(1000, {sample(0, {3})}), batch(7, {sample(0, {4})})}
+            << QStringList {"0:1", "0:2", "0:3", "0:4"}
+            << QStringList {"time=4 exec=0.0070000000000000001",
+                   "h0 id=0 time=[1,2,3,4] data=[[3,1,1,0.0070000000000000001]] "
+                   "min=0.0070000000000000001 max=3",
+                   "g3 series=[time]"}
+            << QStringList {};
+        QTest::newRow("malformed time samples are dropped and announce nothing")
+            << monitorRules
+            << Steps {batch(1000, {sample(0, {0.5})}),
+                   rawBatch(
+                       2000, {sample(0, {}), sample(3, {1}), sample(0, {9, 9}), sample(3, {2})})}
+            << QStringList {"0:1", "3:1", "3:2"}
+            << QStringList {"time=0.5 exec=1", "h0 id=0 time=[0.5] data=[[1]] min=1 max=1",
+                   "h3 id=3 time=[0.5,0.5] data=[[1,2]] min=1 max=2", "g3 series=[time]",
+                   "g4 series=[fem.iteration]", "g5 series=[fem.error]", "g6 series=[P]",
+                   "g7 series=[u [1], u [2], u [3]]", "g8 series=[]"}
+            << QStringList {"time sample with 0 components dropped",
+                   "time sample with 2 components dropped"};
+        QTest::newRow("time declared 2 x 1: the store passes its samples, the model drops them")
+            << Rules {{"m", {{"time", 0, 2, 1}, {"P"}}}}
+            << Steps {batch(1000, {sample(0, {1, 2}), sample(1, {3})})} << QStringList {"1:1"}
+            << QStringList {"time=0 exec=0", "h0 id=0 time=[] data=[[]] min=DBL_MAX max=-DBL_MAX",
+                   "h1 id=1 time=[0] data=[[3]] min=3 max=3", "g3 series=[time [1], time [2]]",
+                   "g4 series=[P]"}
+            << QStringList {"time sample with 2 components dropped"};
+        QTest::newRow("min and max: 5, -2, 7")
+            << plainRules
+            << Steps {batch(0, {sample(0, {5})}), batch(0, {sample(0, {-2})}),
+                   batch(0, {sample(0, {7})})}
+            << QStringList {"0:1", "0:2", "0:3"}
+            << QStringList {"time=0 exec=0", "h0 id=0 time=[0,0,0] data=[[5,-2,7]] min=-2 max=7",
+                   "g3 series=[P]", "g4 series=[u [1], u [2], u [3]]"}
+            << QStringList {};
+        QTest::newRow("strict comparisons: -0 after +0 moves neither min nor max")
+            << plainRules << Steps {batch(0, {sample(0, {0.0}), sample(0, {-0.0})})}
+            << QStringList {"0:1", "0:2"}
+            << QStringList {"time=0 exec=0", "h0 id=0 time=[0,0] data=[[0,-0]] min=0 max=0",
+                   "g3 series=[P]", "g4 series=[u [1], u [2], u [3]]"}
+            << QStringList {};
+        QTest::newRow("NaN is stored but moves neither min nor max")
+            << plainRules
+            << Steps {batch(
+                   0, {sample(0, {std::nan("")}), sample(0, {1}), sample(0, {std::nan("")})})}
+            << QStringList {"0:1", "0:2", "0:3"}
+            << QStringList {"time=0 exec=0", "h0 id=0 time=[0,0,0] data=[[nan,1,nan]] min=1 max=1",
+                   "g3 series=[P]", "g4 series=[u [1], u [2], u [3]]"}
+            << QStringList {};
+        QTest::newRow("without a time track every x is 0.0")
+            << plainRules
+            << Steps {batch(5000, {sample(0, {1}), sample(1, {1, 2, 3})}),
+                   batch(6000, {sample(0, {2})})}
+            << QStringList {"0:1", "1:1", "0:2"}
+            << QStringList {"time=0 exec=0", "h0 id=0 time=[0,0] data=[[1,2]] min=1 max=2",
+                   "h1 id=1 time=[0] data=[[1],[2],[3]] min=1 max=3", "g3 series=[P]",
+                   "g4 series=[u [1], u [2], u [3]]"}
+            << QStringList {};
+        QTest::newRow("indexed value: series and vectors from its index at the first sample")
+            << monitorRules
+            << Steps {idx(2, 0, {"A", "B"}), batch(1000, {sample(0, {0.5})}),
+                   batch(2000, {sample(5, {1, 2, 3, 4})}), batch(3000, {sample(5, {5, 6, 7, 8})})}
+            << QStringList {"0:1", "5:1", "5:2"}
+            << QStringList {"time=0.5 exec=1", "h0 id=0 time=[0.5] data=[[1]] min=1 max=1",
+                   "h5 id=5 time=[0.5,0.5] data=[[1,5],[2,6],[3,7],[4,8]] min=1 max=8",
+                   "g3 series=[time]", "g4 series=[fem.iteration]", "g5 series=[fem.error]",
+                   "g6 series=[P]", "g7 series=[u [1], u [2], u [3]]",
+                   "g8 series=[A [1], A [2], B [1], B [2]]"}
+            << QStringList {};
+        QTest::newRow("index changing its line count later: samples of another size skipped")
+            << monitorRules
+            << Steps {idx(2, 0, {"A", "B"}), batch(0, {sample(5, {1, 2, 3, 4})}),
+                   idx(2, 0, {"A", "B", "C"}), batch(0, {sample(5, {1, 2, 3, 4, 5, 6})}),
+                   idx(2, 0, {"A"}), batch(0, {sample(5, {9, 9}), sample(3, {1})})}
+            << QStringList {"5:1", "3:1"}
+            << QStringList {"time=0 exec=0", "h0 id=0 time=[] data=[[]] min=DBL_MAX max=-DBL_MAX",
+                   "h3 id=3 time=[0] data=[[1]] min=1 max=1",
+                   "h5 id=5 time=[0] data=[[1],[2],[3],[4]] min=1 max=4", "g3 series=[time]",
+                   "g4 series=[fem.iteration]", "g5 series=[fem.error]", "g6 series=[P]",
+                   "g7 series=[u [1], u [2], u [3]]", "g8 series=[A [1], A [2], B [1], B [2]]"}
+            << QStringList {
+                   "sample of tracked value 5 with 6 components skipped, its history has 4",
+                   "sample of tracked value 5 with 2 components skipped, its history has 4"};
+        QTest::newRow("sample before its index is skipped; the index still applies later")
+            << monitorRules
+            << Steps {rawBatch(0, {sample(5, {1, 2})}), idx(2, 0, {"L"}),
+                   batch(0, {sample(5, {3, 4})})}
+            << QStringList {"5:1"}
+            << QStringList {"time=0 exec=0", "h0 id=0 time=[] data=[[]] min=DBL_MAX max=-DBL_MAX",
+                   "h5 id=5 time=[0] data=[[3],[4]] min=3 max=4", "g3 series=[time]",
+                   "g4 series=[fem.iteration]", "g5 series=[fem.error]", "g6 series=[P]",
+                   "g7 series=[u [1], u [2], u [3]]", "g8 series=[L [1], L [2]]"}
+            << QStringList {
+                   "sample of tracked value 5 with 2 components skipped, its history has 0"};
+        QTest::newRow("index of another type or rule does not size the value")
+            << monitorRules
+            << Steps {idx(2, 1, {"X", "Y", "Z"}), idx(0, 0, {"X", "Y", "Z"}), idx(2, 0, {"A"}),
+                   batch(0, {sample(5, {1, 2})})}
+            << QStringList {"5:1"}
+            << QStringList {"time=0 exec=0", "h0 id=0 time=[] data=[[]] min=DBL_MAX max=-DBL_MAX",
+                   "h5 id=5 time=[0] data=[[1],[2]] min=1 max=2", "g3 series=[time]",
+                   "g4 series=[fem.iteration]", "g5 series=[fem.error]", "g6 series=[P]",
+                   "g7 series=[u [1], u [2], u [3]]", "g8 series=[A [1], A [2]]"}
+            << QStringList {};
+        QTest::newRow("wrong component counts and unknown ids skipped, the rest kept in order")
+            << plainRules
+            << Steps {rawBatch(1000,
+                   {sample(-1, {1}), sample(1, {1, 2}), sample(2, {1}), sample(0, {1}),
+                       sample(1, {1, 2, 3, 4}), sample(1000000, {1}), sample(1, {4, 5, 6})})}
+            << QStringList {"0:1", "1:1"}
+            << QStringList {"time=0 exec=0", "h0 id=0 time=[0] data=[[1]] min=1 max=1",
+                   "h1 id=1 time=[0] data=[[4],[5],[6]] min=4 max=6", "g3 series=[P]",
+                   "g4 series=[u [1], u [2], u [3]]"}
+            << QStringList {"sample of unknown tracked value -1 skipped",
+                   "sample of tracked value 1 with 2 components skipped, its history has 3",
+                   "sample of unknown tracked value 2 skipped",
+                   "sample of tracked value 1 with 4 components skipped, its history has 3",
+                   "sample of unknown tracked value 1000000 skipped"};
+        QTest::newRow("indexed 'time' is an ordinary value, the plain one is the time track")
+            << Rules {{"I", {{"time", 1}}}, {"m", {{"time"}}}}
+            << Steps {idx(0, 0, {"L1", "L2"}),
+                   batch(2000, {sample(0, {1, 2}), sample(1, {0.25}), sample(0, {3, 4})})}
+            << QStringList {"0:1", "1:1", "0:2"}
+            << QStringList {"time=0.25 exec=2",
+                   "h0 id=0 time=[0,0.25] data=[[1,3],[2,4]] min=1 max=4",
+                   "h1 id=1 time=[0.25] data=[[2]] min=2 max=2", "g3 series=[L1, L2]",
+                   "g4 series=[time]"}
+            << QStringList {};
+        QTest::newRow("value of no components: x stored, sample announced")
+            << Rules {{"R", {{"Z", 0, 0, 1}, {"P"}}}}
+            << Steps {batch(0, {sample(0, {}), sample(1, {1}), sample(0, {})})}
+            << QStringList {"0:1", "1:1", "0:2"}
+            << QStringList {"time=0 exec=0", "h0 id=0 time=[0,0] data=[] min=DBL_MAX max=-DBL_MAX",
+                   "h1 id=1 time=[0] data=[[1]] min=1 max=1", "g3 series=[]", "g4 series=[P]"}
+            << QStringList {};
+    }
+
+    void samples()
+    {
+        QFETCH(Rules, rules);
+        QFETCH(Steps, steps);
+        QFETCH(QStringList, announced);
+        QFETCH(QStringList, expected);
+        QFETCH(QStringList, messages);
+        // Every skip says which; a missing message fails the row.
+        for (const QString &message : messages)
+            QTest::ignoreMessage(QtDebugMsg, qPrintable(message));
+
+        auto store = QSharedPointer<KvCommClientData>::create();
+        KvcResultsData model;
+        model.setSimulationData(store);
+        QString error;
+        QVERIFY2(setRules(*store, rules, &error), qPrintable(error));
+
+        // Each announcement records how many samples its history holds by then:
+        // the sample must already be stored.
+        QStringList actualAnnounced;
+        connect(&model, &KvcResultsData::trackedDataReceived, this, [&](int id) {
+            actualAnnounced << QStringLiteral("%1:%2").arg(id).arg(
+                model.simTrackedData(id).time.size());
+        });
+
+        for (int i = 0; i < steps.size(); ++i)
+            QVERIFY2(runStep(*store, steps[i], &error),
+                qPrintable(QStringLiteral("step %1: %2").arg(i).arg(error)));
+
+        QCOMPARE(actualAnnounced, announced);
+        const QStringList actual
+            = QStringList {QStringLiteral("time=%1 exec=%2")
+                               .arg(num(model.currentTime()), num(model.currentExecutionTime()))}
+            + dumpHistories(model, store->simNumTrackedData()) + dumpSeries(model);
+        COMPARE_TEXT(actual, expected);
+
+        // The time accessors read the time track, and nothing outside it.
+        const int timeTrack = model.timeTrackId();
+        if (timeTrack >= 0) {
+            QCOMPARE(&model.simTimeData(), &model.simTrackedData(timeTrack).time);
+            QCOMPARE(&model.simExecTimeData(), &model.simTrackedData(timeTrack).data.at(0));
+        } else {
+            QVERIFY(model.simTimeData().isEmpty());
+            QVERIFY(model.simExecTimeData().isEmpty());
+        }
+    }
+
+    void indexData_data()
+    {
+        QTest::addColumn<Steps>("steps");
+        QTest::addColumn<QStringList>("announced");
+        QTest::addColumn<QStringList>("expected");
+        QTest::addColumn<QStringList>("messages");
+
+        // Rows of the expected table: rules 0..2 and the out-of-range rules -1
+        // and 3; columns: index types 0..2 and the invalid 3 and -1.
+        QTest::newRow("nothing arrived: default records everywhere")
+            << Steps() << QStringList()
+            << QStringList {"r-1: - - - - -", "r0: - - - - -", "r1: - - - - -", "r2: - - - - -",
+                   "r3: - - - - -"}
+            << QStringList {};
+        QTest::newRow("one rule's record leaves the other rules and types default")
+            << Steps {idx(1, 0, {"A", "B"})} << QStringList {"1:0"}
+            << QStringList {"r-1: - - - - -", "r0: - - - - -", "r1: 0[A,B] - - - -",
+                   "r2: - - - - -", "r3: - - - - -"}
+            << QStringList {};
+        QTest::newRow("several rules and types kept apart")
+            << Steps {idx(2, 2, {"p1"}), idx(0, 1, {"c1", "c2"}), idx(2, 0, {"n1"}),
+                   idx(0, 2, {"p2", "p3"})}
+            << QStringList {"2:2", "0:1", "2:0", "0:2"}
+            << QStringList {"r-1: - - - - -", "r0: - 1[c1,c2] 2[p2,p3] - -", "r1: - - - - -",
+                   "r2: 0[n1] - 2[p1] - -", "r3: - - - - -"}
+            << QStringList {};
+        QTest::newRow("index data arriving again replaces the record")
+            << Steps {idx(1, 1, {"old"}), idx(1, 1, {"new1", "new2"}), idx(1, 1, {})}
+            << QStringList {"1:1", "1:1", "1:1"}
+            << QStringList {"r-1: - - - - -", "r0: - - - - -", "r1: - 1[] - - -", "r2: - - - - -",
+                   "r3: - - - - -"}
+            << QStringList {};
+        QTest::newRow("unknown rules and an invalid type skipped, announce nothing")
+            << Steps {idx(3, 0, {"x"}, Step::RawIndex), idx(-1, 1, {"x"}, Step::RawIndex),
+                   idx(0, 3, {"x"}, Step::RawIndex), idx(1, 2, {"ok"}, Step::RawIndex)}
+            << QStringList {"1:2"}
+            << QStringList {"r-1: - - - - -", "r0: - - - - -", "r1: - - 2[ok] - -", "r2: - - - - -",
+                   "r3: - - - - -"}
+            << QStringList {"index data of unknown rule 3 skipped",
+                   "index data of unknown rule -1 skipped",
+                   "index data of rule 0 with invalid index type 3 skipped"};
+    }
+
+    void indexData()
+    {
+        QFETCH(Steps, steps);
+        QFETCH(QStringList, announced);
+        QFETCH(QStringList, expected);
+        QFETCH(QStringList, messages);
+        // Every skip says which; a missing message fails the row.
+        for (const QString &message : messages)
+            QTest::ignoreMessage(QtDebugMsg, qPrintable(message));
+
+        auto store = QSharedPointer<KvCommClientData>::create();
+        KvcResultsData model;
+        model.setSimulationData(store);
+        QString error;
+        QVERIFY2(setRules(*store, Rules {{"a", {{"x"}}}, {"b", {{"y"}}}, {"c", {}}}, &error),
+            qPrintable(error));
+
+        QStringList actualAnnounced;
+        connect(&model, &KvcResultsData::trackedIndexDataAvailable, this, [&](int rule, int type) {
+            // Stored before it is announced.
+            QCOMPARE(model.simRuleIndexData(rule, type).indexType(), type);
+            actualAnnounced << QStringLiteral("%1:%2").arg(rule).arg(type);
+        });
+        for (int i = 0; i < steps.size(); ++i)
+            QVERIFY2(runStep(*store, steps[i], &error),
+                qPrintable(QStringLiteral("step %1: %2").arg(i).arg(error)));
+        QCOMPARE(actualAnnounced, announced);
+
+        const KvCommClientTrackedIndexData *none = &model.simRuleIndexData(-1, -1);
+        QCOMPARE(none->numLines(), 0);
+        QStringList actual;
+        for (int rule : {-1, 0, 1, 2, 3}) {
+            QStringList row;
+            for (int type : {0, 1, 2, 3, -1}) {
+                const KvCommClientTrackedIndexData &record = model.simRuleIndexData(rule, type);
+                // "-" is the default record: no lines, type 0.
+                if (record.lines().isEmpty() && record.indexType() == 0)
+                    row << QStringLiteral("-");
+                else
+                    row << QStringLiteral("%1[%2]")
+                               .arg(record.indexType())
+                               .arg(record.lines().join(QLatin1Char(',')));
+            }
+            actual << QStringLiteral("r%1: %2").arg(rule).arg(row.join(QLatin1Char(' ')));
+        }
+        COMPARE_TEXT(actual, expected);
+        // Every answer outside the stored vectors is the one static record.
+        QCOMPARE(&model.simRuleIndexData(3, 0), none);
+        QCOMPARE(&model.simRuleIndexData(0, 3), none);
+    }
+
+    void forwardsTheStoresInformationSignals()
+    {
+        auto store = QSharedPointer<KvCommClientData>::create();
+        KvcResultsData model;
+        model.setSimulationData(store);
+        QSignalSpy info(&model, &KvcResultsData::simulationInfoAvailable);
+        QSignalSpy updated(&model, &KvcResultsData::simulationTrackedDataInfoUpdated);
+
+        store->setSimulationInfo("sim", "desc", {}, {}, {});
+        QCOMPARE(info.count(), 1);
+
+        QString error;
+        QVERIFY2(setRules(*store, plainRules, &error), qPrintable(error));
+        KvCommClientTrackedRuleDataInfo changed = store->simTrackedDataInfo(1);
+        changed.unit = "m/s";
+        QVERIFY2(store->updateTrackedDataInfo(changed, &error), qPrintable(error));
+        QCOMPARE(updated.count(), 1);
+        QCOMPARE(updated.at(0).at(0).toInt(), 1);
+        QCOMPARE(info.count(), 1);
+    }
+
+    void resultNameIsTheHostsOwn()
+    {
+        KvcResultsData model;
+        QCOMPARE(model.name(), QString());
+        model.setResultName("run 3");
+        QCOMPARE(model.name(), QStringLiteral("run 3"));
+    }
+
+    void accessorsOutsideTheirPreconditionsAnswerEmptyData()
+    {
+        auto store = QSharedPointer<KvCommClientData>::create();
+        KvcResultsData model;
+        model.setSimulationData(store);
+        QString error;
+        QVERIFY2(setRules(*store, plainRules, &error), qPrintable(error));
+        QVERIFY(store->addTrackedData({sample(0, {1})}, 0, &error));
+
+        for (int id : {-1, 2, 1000}) {
+            const KvcResultsData::TrackedData &h = model.simTrackedData(id);
+            QCOMPARE(h.id, -1);
+            QVERIFY(h.data.isEmpty());
+            QVERIFY(h.time.isEmpty());
+        }
+        QVERIFY(model.simTimeData().isEmpty());
+        QVERIFY(model.simExecTimeData().isEmpty());
+        QCOMPARE(model.currentTime(), 0.0);
+        QCOMPARE(model.currentExecutionTime(), 0.0);
+    }
+
+    void storeDroppedByNullDoesNothingOnLateSignals()
+    {
+        auto store = QSharedPointer<KvCommClientData>::create();
+        KvcResultsData model;
+        model.setSimulationData(store);
+        model.setSimulationData({});
+        QVERIFY(model.simulationData().isNull());
+        QSignalSpy samples(&model, &KvcResultsData::trackedDataReceived);
+        QSignalSpy rules(&model, &KvcResultsData::simulationRuleDataAvailable);
+
+        QString error;
+        QVERIFY2(setRules(*store, monitorRules, &error), qPrintable(error));
+        QVERIFY(store->addTrackedIndexData(2, KvCommClientTrackedIndexData({}, {"A"}), 0, &error));
+        QVERIFY(store->addTrackedData({sample(0, {1}), sample(3, {2})}, 0, &error));
+
+        QCOMPARE(rules.count(), 0);
+        QCOMPARE(samples.count(), 0);
+        QCOMPARE(model.timeTrackId(), -1);
+        COMPARE_TEXT(dumpGraphics(model), specialGraphics);
+    }
+};
+
+QTEST_GUILESS_MAIN(KvcResultsDataTest)
+#include "tst_kvcresultsdata.moc"
