@@ -106,6 +106,10 @@ KvcResultsWidget::ChartData::ChartData(
     , xAxis(new QValueAxis(chart))
     , yAxis(new QValueAxis(chart))
 {
+    // Short labels: the default fixed-point format turns residuals of 1e-11
+    // into rows of zeros and long times into ellipses on the small charts.
+    xAxis->setLabelFormat(QStringLiteral("%.4g"));
+    yAxis->setLabelFormat(QStringLiteral("%.4g"));
     chart->addAxis(xAxis, Qt::AlignBottom);
     chart->addAxis(yAxis, Qt::AlignLeft);
     setGraphic(graphic, resultData);

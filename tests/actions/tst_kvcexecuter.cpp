@@ -1,5 +1,7 @@
 #include "kvcexecuter.h"
 
+#include "fakekivoinstall.h"
+
 #include <QDir>
 #include <QFile>
 #include <QTemporaryDir>
@@ -35,24 +37,6 @@ struct Recorder {
     QString log;
     int chunks = 0;
 };
-
-// A copy of the fake simulator at `subdir` below a temporary folder, with the
-// configuration file in the folder's config/ unless told otherwise.
-QString installFake(const QTemporaryDir &dir, const QString &subdir, bool withConfig = true)
-{
-    const QString binDir = dir.path() + "/bin" + (subdir.isEmpty() ? QString() : "/" + subdir);
-    QDir().mkpath(binDir);
-    const QString exe = binDir + "/kivo";
-    QFile::copy(FAKE_KIVO, exe);
-    QFile::setPermissions(exe, QFile::permissions(FAKE_KIVO));
-    if (withConfig) {
-        QDir().mkpath(dir.path() + "/bin/config");
-        QFile config(dir.path() + "/bin/config/defaultConfig.lua");
-        config.open(QIODevice::WriteOnly);
-        config.write("-- defaults\n");
-    }
-    return exe;
-}
 
 } // namespace
 
@@ -131,7 +115,7 @@ private slots:
         QFETCH(bool, withConfig);
         QFETCH(QString, error);
         QTemporaryDir dir;
-        const QString exe = installFake(dir, subdir, withConfig);
+        const QString exe = installFakeKivo(dir, subdir, withConfig);
         qputenv("FAKE_KIVO_VERSION", mode.toUtf8());
 
         KvcExecuter executer;
@@ -197,7 +181,7 @@ private slots:
     void interrogationThatCrashesFails()
     {
         QTemporaryDir dir;
-        const QString exe = installFake(dir, QString());
+        const QString exe = installFakeKivo(dir, QString());
         qputenv("FAKE_KIVO_VERSION", "crash");
         KvcExecuter executer;
         Recorder recorder(executer);
@@ -224,7 +208,7 @@ private slots:
         QFETCH(QString, model);
         QTemporaryDir dir;
         KvcExecuter executer;
-        executer.exePath = installFake(dir, QString());
+        executer.exePath = installFakeKivo(dir, QString());
         executer.initialized = true;
         if (preset)
             executer.options.enableAutoMonitorOptions();
@@ -265,7 +249,7 @@ private slots:
         QFETCH(bool, ok);
         QTemporaryDir dir;
         KvcExecuter executer;
-        executer.exePath = installFake(dir, QString());
+        executer.exePath = installFakeKivo(dir, QString());
         executer.initialized = true;
         qputenv("FAKE_KIVO_RUN", mode.toUtf8());
         Recorder recorder(executer);
@@ -288,7 +272,7 @@ private slots:
     {
         QTemporaryDir dir;
         KvcExecuter executer;
-        executer.exePath = installFake(dir, QString());
+        executer.exePath = installFakeKivo(dir, QString());
         executer.initialized = true;
         qputenv("FAKE_KIVO_RUN", "split");
         Recorder recorder(executer);
@@ -303,7 +287,7 @@ private slots:
     {
         QTemporaryDir dir;
         KvcExecuter executer;
-        executer.exePath = installFake(dir, QString());
+        executer.exePath = installFakeKivo(dir, QString());
         executer.initialized = true;
         qputenv("FAKE_KIVO_RUN", "chatty");
         Recorder recorder(executer);
@@ -336,7 +320,7 @@ private slots:
         qint64 pid = 0;
         {
             KvcExecuter executer;
-            executer.exePath = installFake(dir, QString());
+            executer.exePath = installFakeKivo(dir, QString());
             executer.initialized = true;
             qputenv("FAKE_KIVO_RUN", "hang");
             QVERIFY(executer.asyncRun(true));

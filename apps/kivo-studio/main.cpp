@@ -1,0 +1,170 @@
+// kivo-studio: a desktop host of kivoClientLib. With --headless (or without a
+// display) it runs the model once, monitored, follows it to its end, saves a
+// screenshot and a summary, and exits with 0 only if the execution finished.
+#include "studiowindow.h"
+
+#include "kvcommclientdata.h"
+#include "kvcresultsdata.h"
+
+#include <QApplication>
+#include <QCommandLineParser>
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QLibraryInfo>
+#include <QLocale>
+#include <QSaveFile>
+#include <QTextStream>
+#include <QTimer>
+#include <QTranslator>
+
+#include <cstdio>
+
+namespace {
+
+QString defaultModel()
+{
+    const QString appDir = QCoreApplication::applicationDirPath();
+    const QStringList candidates {
+        appDir + QStringLiteral("/../share/kivoClientLib/examples/heat1d.lua"),
+        QStringLiteral(KVC_EXAMPLES_DIR "/heat1d.lua")};
+    for (const QString &candidate : candidates)
+        if (QFileInfo::exists(candidate))
+            return QDir::cleanPath(candidate);
+    return QString();
+}
+
+bool wantsHeadless(int argc, char **argv)
+{
+    for (int i = 1; i < argc; ++i)
+        if (qstrcmp(argv[i], "--headless") == 0)
+            return true;
+    return qEnvironmentVariableIsEmpty("DISPLAY") && qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY");
+}
+
+void loadTranslations(QApplication &app)
+{
+    const QString dir = QCoreApplication::applicationDirPath();
+    const QStringList names {QStringLiteral("kivoclientlib"), QStringLiteral("kivostudio")};
+    for (const QString &name : names) {
+        auto *translator = new QTranslator(&app);
+        if (translator->load(
+                QLocale(), name, QStringLiteral("_"), dir + QStringLiteral("/translations"))
+            || translator->load(QLocale(), name, QStringLiteral("_"),
+                dir + QStringLiteral("/../share/kivoClientLib/translations")))
+            app.installTranslator(translator);
+        else
+            delete translator;
+    }
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    const bool headless = wantsHeadless(argc, argv);
+    if (headless && qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
+        qputenv("QT_QPA_PLATFORM", "offscreen");
+
+    QApplication app(argc, argv);
+    // Saved servers and silenced questions live under these names.
+    QCoreApplication::setOrganizationName(QStringLiteral("kivoClientLib"));
+    QCoreApplication::setApplicationName(QStringLiteral("kivo-studio"));
+    loadTranslations(app);
+
+    QCommandLineParser parser;
+    parser.setApplicationDescription(QStringLiteral("Runs and monitors Kivo simulations."));
+    parser.addHelpOption();
+    const QCommandLineOption kivoOption(QStringLiteral("kivo"),
+        QStringLiteral("The simulator (default: kivo beside this program)."),
+        QStringLiteral("path"), QCoreApplication::applicationDirPath() + QStringLiteral("/kivo"));
+    const QCommandLineOption headlessOption(QStringLiteral("headless"),
+        QStringLiteral("Run the model once without a display, save a screenshot and a summary."));
+    const QCommandLineOption screenshotOption(QStringLiteral("screenshot"),
+        QStringLiteral("Where the headless run saves its picture."), QStringLiteral("png"),
+        QStringLiteral("kivo-studio.png"));
+    const QCommandLineOption summaryOption(QStringLiteral("summary"),
+        QStringLiteral("Where the headless run writes its summary."), QStringLiteral("file"),
+        QStringLiteral("kivo-studio-summary.txt"));
+    const QCommandLineOption timeoutOption(QStringLiteral("timeout"),
+        QStringLiteral("Headless: give up after this many seconds."), QStringLiteral("s"),
+        QStringLiteral("600"));
+    parser.addOptions({kivoOption, headlessOption, screenshotOption, summaryOption, timeoutOption});
+    parser.addPositionalArgument(QStringLiteral("model"),
+        QStringLiteral("The model to open (default: the bundled example)."));
+    parser.process(app);
+
+    const QString model = parser.positionalArguments().value(0, defaultModel());
+    StudioWindow window;
+    window.resize(1400, 900);
+    window.show();
+    if (!model.isEmpty())
+        window.openModel(QFileInfo(model).absoluteFilePath());
+
+    if (!headless) {
+        window.initSimulator(parser.value(kivoOption));
+        return app.exec();
+    }
+
+    // The headless main job.
+    QTextStream out(stdout);
+    QElapsedTimer clock;
+    clock.start();
+    int exitCode = 1;
+    bool finished = false;
+    auto finish = [&](const QString &status, int code) {
+        if (finished)
+            return;
+        finished = true;
+        exitCode = code;
+        const QString screenshot = QFileInfo(parser.value(screenshotOption)).absoluteFilePath();
+        QDir().mkpath(QFileInfo(screenshot).path());
+        const bool saved = window.grab().save(screenshot, "PNG");
+        const QSharedPointer<KvcResultsData> data = window.latestResults();
+        const QSharedPointer<KvCommClientData> store = data ? data->simulationData() : nullptr;
+        QString summary;
+        QTextStream text(&summary);
+        text << "model: " << QDir::toNativeSeparators(model) << "\n"
+             << "simulator: Kivo " << window.manager()->localKivoVersionString() << " (revision "
+             << window.manager()->localKivoRevisionString() << ")\n"
+             << "status: " << status << "\n"
+             << "simulated time reached: " << (data ? data->currentTime() : 0.0) << " s\n"
+             << "samples received: " << (store ? store->samplesReceived() : 0)
+             << " (missed: " << (store ? store->samplesMissed() : 0) << ")\n"
+             << "graphics: " << (data ? data->graphics().size() : 0) << "\n"
+             << "elapsed time: " << QString::number(clock.elapsed() / 1000.0, 'f', 1) << " s\n"
+             << "screenshot: "
+             << (saved ? QDir::toNativeSeparators(screenshot) : QStringLiteral("not saved"))
+             << "\n";
+        text.flush();
+        QSaveFile file(parser.value(summaryOption));
+        if (file.open(QIODevice::WriteOnly | QIODevice::Text)) {
+            file.write(summary.toUtf8());
+            file.commit();
+        }
+        out << summary;
+        out.flush();
+        QCoreApplication::exit(exitCode);
+    };
+
+    QObject::connect(window.manager(), &KvcActionManager::localKivoInitFinished, &window, [&] {
+        if (!window.manager()->canExecLocalKivo() || model.isEmpty()) {
+            finish(QStringLiteral("no simulator or no model"), 2);
+            return;
+        }
+        window.runAction()->trigger();
+    });
+    QObject::connect(&window, &StudioWindow::executionEnded, &window,
+        [&](KvcActionManager::ExecutionStatus status) {
+            // Let the charts draw their last frames first.
+            QTimer::singleShot(1500, &window, [&, status] {
+                finish(KvcActionManager::execStatusStr(status),
+                    status == KvcActionManager::Finished ? 0 : 1);
+            });
+        });
+    QTimer::singleShot(parser.value(timeoutOption).toInt() * 1000, &window,
+        [&] { finish(QStringLiteral("timed out"), 3); });
+    window.initSimulator(parser.value(kivoOption));
+    app.exec();
+    return exitCode;
+}

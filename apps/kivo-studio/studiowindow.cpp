@@ -1,0 +1,152 @@
+#include "studiowindow.h"
+
+#include "kvcluafilewidget.h"
+#include "kvcresultsdata.h"
+#include "kvcresultswidget.h"
+#include "kvcversion.h"
+#include "qtmessagebox.h"
+
+#include <QDir>
+#include <QFileDialog>
+#include <QFileInfo>
+#include <QLabel>
+#include <QStyle>
+#include <QTime>
+
+StudioWindow::StudioWindow(QWidget *parent)
+    : QMainWindow(parent)
+{
+    setupUi(this);
+    setUpActions();
+    actMgr = new KvcActionManager(actionRun, actionCancel, actionTerminate, actionConfigure,
+        actionMonitor, actionServerInfo, actionDisconnect);
+    connect(actMgr, &KvcActionManager::executionStatusChanged, this, &StudioWindow::statusChanged);
+    connect(actMgr, &KvcActionManager::localKivoInitFinished, this, &StudioWindow::simulatorReady);
+    connect(actionOpenModel, &QAction::triggered, this, &StudioWindow::chooseModel);
+    connect(actionQuit, &QAction::triggered, this, &QWidget::close);
+    connect(actionAbout, &QAction::triggered, this, &StudioWindow::showAbout);
+    connect(tabs, &QTabWidget::tabCloseRequested, this, [this](int index) {
+        QWidget *page = tabs->widget(index);
+        // The model tab stays; a results tab of a running execution too.
+        if (page == modelView || (page == latestResultsView && executionOpen))
+            return;
+        tabs->removeTab(index);
+        page->deleteLater();
+    });
+    connect(tabs, &QTabWidget::currentChanged, this, [this](int) {
+        auto *view = qobject_cast<KvcResultsWidget *>(tabs->currentWidget());
+        graphicsLst->showGraphics(view ? view->resultData().data() : nullptr);
+    });
+    statusBar()->showMessage(tr("Looking for the simulator..."));
+}
+
+StudioWindow::~StudioWindow()
+{
+    // Results views follow the manager: they go first.
+    while (tabs->count() > 0) {
+        QWidget *page = tabs->widget(0);
+        tabs->removeTab(0);
+        delete page;
+    }
+    delete actMgr;
+}
+
+void StudioWindow::setUpActions()
+{
+    const struct {
+        QAction *action;
+        QStyle::StandardPixmap icon;
+    } icons[] = {{actionOpenModel, QStyle::SP_DialogOpenButton}, {actionRun, QStyle::SP_MediaPlay},
+        {actionCancel, QStyle::SP_MediaStop}, {actionTerminate, QStyle::SP_BrowserStop},
+        {actionConfigure, QStyle::SP_FileDialogDetailedView},
+        {actionMonitor, QStyle::SP_ComputerIcon},
+        {actionServerInfo, QStyle::SP_MessageBoxInformation},
+        {actionDisconnect, QStyle::SP_DialogCloseButton},
+        {actionAbout, QStyle::SP_TitleBarContextHelpButton}};
+    for (const auto &entry : icons)
+        entry.action->setIcon(style()->standardIcon(entry.icon));
+}
+
+void StudioWindow::initSimulator(const QString &kivoPath) { actMgr->asyncLocalKivoInit(kivoPath); }
+
+void StudioWindow::simulatorReady()
+{
+    if (actMgr->canExecLocalKivo())
+        statusBar()->showMessage(
+            tr("Kivo %1 (revision %2), default configuration %3")
+                .arg(actMgr->localKivoVersionString(), actMgr->localKivoRevisionString(),
+                    QDir::toNativeSeparators(actMgr->localKivoDefConfigFile())));
+    else
+        statusBar()->showMessage(
+            tr("No usable simulator at %1: only remote monitoring is available")
+                .arg(QDir::toNativeSeparators(actMgr->localKivoPath())));
+}
+
+void StudioWindow::openModel(const QString &file)
+{
+    modelFile = file;
+    if (modelView) {
+        tabs->removeTab(tabs->indexOf(modelView));
+        delete modelView;
+    }
+    modelView = new KvcLuaFileWidget(file);
+    tabs->insertTab(0, modelView, QFileInfo(file).fileName());
+    tabs->setCurrentIndex(0);
+    actMgr->setLocalKivoModelFile(file);
+    setWindowTitle(tr("%1 - Kivo Studio").arg(QFileInfo(file).fileName()));
+}
+
+void StudioWindow::chooseModel()
+{
+    const QString file = QFileDialog::getOpenFileName(this, tr("Open a Kivo model"),
+        QFileInfo(modelFile).path(), tr("Kivo models (*.lua);;All files (*)"));
+    if (!file.isEmpty())
+        openModel(file);
+}
+
+void StudioWindow::statusChanged(
+    KvcActionManager::ExecutionStatus status, QSharedPointer<KvcResultsData> &data)
+{
+    const bool ongoing = status == KvcActionManager::Loading || status == KvcActionManager::Running;
+    if (ongoing && !executionOpen) {
+        // A new execution: its own tab, kept as a record after the end. An
+        // unmonitored run has no data of its own; give it an empty record so
+        // that its log is shown all the same.
+        executionOpen = true;
+        latestData = data ? data : QSharedPointer<KvcResultsData>(new KvcResultsData);
+        latestResultsView = new KvcResultsWidget(actMgr, status, latestData, tabs);
+        ++executions;
+        const int index = tabs->addTab(latestResultsView,
+            tr("Run %1 (%2)")
+                .arg(executions)
+                .arg(QTime::currentTime().toString(QStringLiteral("hh:mm:ss"))));
+        tabs->setCurrentIndex(index);
+        KvcResultsData *shown = latestData.data();
+        connect(shown, &KvcResultsData::simulationRuleDataAvailable, this, [this, shown] {
+            if (latestData.data() == shown)
+                graphicsLst->showGraphics(shown);
+        });
+        graphicsLst->showGraphics(shown);
+    }
+    if (!ongoing && executionOpen && !actMgr->active()) {
+        executionOpen = false;
+        emit executionEnded(status);
+    }
+}
+
+void StudioWindow::showAbout()
+{
+    const QStringList &info = KvcClientLibVersionInfo();
+    const QStringList &deps = KvcClientLibRevisionDependencies();
+    QString text
+        = tr("<h3>Kivo Studio</h3><p>A host of %1 %2 (%3), revision %4, built %5.</p>")
+              .arg(info.value(5), info.value(0), info.value(1), info.value(4), info.value(3));
+    text += tr("<p>Built against:</p><ul>");
+    for (int i = 0; i + 1 < deps.size(); i += 2)
+        text += QStringLiteral("<li>%1, revision %2</li>").arg(deps[i], deps[i + 1]);
+    text += QStringLiteral("</ul>");
+    if (actMgr->canExecLocalKivo())
+        text += tr("<p>Simulator: Kivo %1, revision %2</p>")
+                    .arg(actMgr->localKivoVersionString(), actMgr->localKivoRevisionString());
+    QtMessageBox::information(this, tr("About Kivo Studio"), text);
+}

@@ -1,0 +1,516 @@
+#include "kvcactionmanager.h"
+
+#include "fakekivoinstall.h"
+#include "kvcommclient.h"
+#include "modalanswerer.h"
+
+#include <QAction>
+#include <QCheckBox>
+#include <QComboBox>
+#include <QLineEdit>
+#include <QProcess>
+#include <QPushButton>
+#include <QTcpServer>
+#include <QTemporaryDir>
+#include <QtTest>
+
+using Status = KvcActionManager::ExecutionStatus;
+
+namespace {
+
+const QString kivoPath = QStringLiteral(KVC_BIN_DIR "/kivo");
+const QString fastModel = QStringLiteral(KVC_EXAMPLES_DIR "/heat1d-fast.lua");
+const QString longModel = QStringLiteral(KVC_EXAMPLES_DIR "/heat1d-long.lua");
+
+quint16 freePort()
+{
+    QTcpServer server;
+    server.listen(QHostAddress::LocalHost, 0);
+    return server.serverPort();
+}
+
+// The host's side: seven actions, and everything the manager told it.
+struct Host {
+    QAction run {"run"}, cancel {"cancel"}, terminate {"terminate"}, config {"config"},
+        monitor {"monitor"}, serverInfo {"serverInfo"}, disconnect {"disconnect"};
+    KvcActionManager manager {
+        &run, &cancel, &terminate, &config, &monitor, &serverInfo, &disconnect};
+
+    struct Event {
+        Status status;
+        KvcResultsData *data;
+    };
+    QVector<Event> statuses;
+    QString log;
+    QList<int> levels;
+    int initFinished = 0;
+
+    Host()
+    {
+        QObject::connect(&manager, &KvcActionManager::executionStatusChanged,
+            [this](Status status, QSharedPointer<KvcResultsData> &data) {
+                statuses << Event {status, data.data()};
+            });
+        QObject::connect(
+            &manager, &KvcActionManager::logDataReceived, [this](int level, const QString &text) {
+                levels << level;
+                log += text;
+            });
+        QObject::connect(
+            &manager, &KvcActionManager::localKivoInitFinished, [this] { ++initFinished; });
+    }
+
+    // "rctcmsd": the enabled state of run, cancel, terminate, config,
+    // monitor, server info, disconnect, as letters or dashes.
+    QString enabled() const
+    {
+        const QAction *actions[]
+            = {&run, &cancel, &terminate, &config, &monitor, &serverInfo, &disconnect};
+        const char letters[] = "rctcmsd";
+        QString result;
+        for (int i = 0; i < 7; ++i)
+            result += actions[i]->isEnabled() ? QLatin1Char(letters[i]) : QLatin1Char('-');
+        return result;
+    }
+
+    bool interrogate(const QString &exe, const QString &model)
+    {
+        manager.asyncLocalKivoInit(exe);
+        if (!QTest::qWaitFor([this] { return initFinished > 0; }, 10000))
+            return false;
+        manager.setLocalKivoModelFile(model);
+        return manager.canExecLocalKivo();
+    }
+
+    // Edits the run options through the configure action's dialog.
+    void editOptions(std::function<void(QWidget *)> edit)
+    {
+        handleNextModal(
+            [edit](QWidget *dialog) {
+                edit(dialog);
+                dialog->findChild<QPushButton *>("okBtn")->click();
+            },
+            "KvcOptionsDlg");
+        config.trigger();
+    }
+};
+
+void setChecked(QWidget *dialog, const char *name, bool checked)
+{
+    dialog->findChild<QCheckBox *>(name)->setChecked(checked);
+}
+
+void setText(QWidget *dialog, const char *name, const QString &text)
+{
+    dialog->findChild<QLineEdit *>(name)->setText(text);
+}
+
+// Options for a local run without automatic monitoring; with `port` the
+// simulator's server listens there, with `serverLog` its log goes through it.
+std::function<void(QWidget *)> plainRun(quint16 port = 0, bool serverLog = false)
+{
+    return [port, serverLog](QWidget *dialog) {
+        setChecked(dialog, "autoMonitorChk", false);
+        setChecked(dialog, "localChk", port != 0);
+        setText(dialog, "localPortLed", port ? QString::number(port) : QString());
+        setText(dialog, "waitLed", QString());
+        setChecked(dialog, "noserverChk", !serverLog);
+        setChecked(dialog, "serverChk", serverLog);
+    };
+}
+
+// Live (not yet reaped) child processes of this test, from /proc.
+int childProcesses()
+{
+    int count = 0;
+    const QString self = QString::number(QCoreApplication::applicationPid());
+    for (const QString &entry : QDir("/proc").entryList(QDir::Dirs)) {
+        QFile stat("/proc/" + entry + "/stat");
+        if (!stat.open(QIODevice::ReadOnly))
+            continue;
+        // pid (comm) state ppid ...: the name may hold blanks, so split after ')'.
+        const QString text = QString::fromLatin1(stat.readAll());
+        const QStringList fields = text.mid(text.lastIndexOf(')') + 2).split(' ');
+        if (fields.value(1) == self && fields.value(0) != "Z")
+            ++count;
+    }
+    return count;
+}
+
+} // namespace
+
+class KvcActionManagerTest : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void initTestCase()
+    {
+        QStandardPaths::setTestModeEnabled(true);
+        QCoreApplication::setOrganizationName("kivoClientLibTests");
+        QCoreApplication::setApplicationName("tst_kvcactionmanager");
+        QVERIFY2(QFile::exists(kivoPath), qPrintable(kivoPath));
+    }
+
+    void cleanup()
+    {
+        qunsetenv("FAKE_KIVO_RUN");
+        QTRY_COMPARE(visibleTopLevelWidgets(), 0);
+    }
+
+    void freshManagerEnablesOnlyMonitor()
+    {
+        Host host;
+        QCOMPARE(host.enabled(), QString("----m--"));
+        QVERIFY(!host.manager.active());
+        QVERIFY(!host.manager.isRemote());
+
+        QAction run;
+        KvcActionManager onlyRun(&run, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr);
+        QVERIFY(!run.isEnabled());
+        onlyRun.setLocalKivoModelFile("model.lua");
+        QVERIFY(!run.isEnabled());
+    }
+
+    void disabledActionsTriggeredByTheHostDoNothing()
+    {
+        ModalAnswerer boxes;
+        Host host;
+        for (QAction *action : {&host.run, &host.cancel, &host.terminate, &host.config,
+                 &host.serverInfo, &host.disconnect})
+            action->trigger();
+        QCOMPARE(boxes.count(), 0);
+        QVERIFY(host.statuses.isEmpty());
+        QCOMPARE(host.enabled(), QString("----m--"));
+    }
+
+    void interrogationEnablesRunOnceAModelIsSet()
+    {
+        Host host;
+        host.manager.asyncLocalKivoInit(kivoPath);
+        QCOMPARE(host.enabled(), QString("----m--")); // busy, not yet interrogated
+        QVERIFY(host.manager.active());
+        QTRY_COMPARE(host.initFinished, 1);
+        QVERIFY(host.manager.canExecLocalKivo());
+        QCOMPARE(host.enabled(), QString("----m--"));
+        QVERIFY(!host.manager.localKivoVersionString().isEmpty());
+        QVERIFY(!host.manager.localKivoRevisionString().isEmpty());
+        QCOMPARE(host.manager.localKivoPath(), kivoPath);
+        QCOMPARE(host.manager.localKivoDefConfigFile(),
+            QString(KVC_BIN_DIR "/config/defaultConfig.lua"));
+        QVERIFY(host.manager.localKivoInfoString().first().startsWith("Kivo"));
+
+        host.manager.setLocalKivoModelFile("anything");
+        QCOMPARE(host.enabled(), QString("r--cm--"));
+        QVERIFY(!host.manager.active());
+    }
+
+    void missingExecutableIsReportedBeforeReturning()
+    {
+        ModalAnswerer boxes;
+        Host host;
+        host.manager.asyncLocalKivoInit(QString());
+        QCOMPARE(host.initFinished, 1);
+        QCOMPARE(boxes.count(), 1);
+        QCOMPARE(boxes.last().title, QString("Error..."));
+        const QString expectedPath
+            = QDir::toNativeSeparators(QCoreApplication::applicationDirPath() + "/kivo.exe");
+        QCOMPARE(boxes.last().text,
+            QString("Error configuring Kivo environment:\nThe Kivo executable [%1] could "
+                    "not be found.")
+                .arg(expectedPath));
+        QVERIFY(!boxes.last().hasParent);
+        QCOMPARE(boxes.last().buttons, QMessageBox::StandardButtons(QMessageBox::Ok));
+        QVERIFY(host.manager.localKivoPath().isEmpty());
+        QVERIFY(!host.manager.canExecLocalKivo());
+        QCOMPARE(host.enabled(), QString("----m--"));
+    }
+
+    void unmonitoredRunReportsRunningThenFinished()
+    {
+        ModalAnswerer boxes;
+        Host host;
+        QVERIFY(host.interrogate(kivoPath, fastModel));
+        host.editOptions(plainRun());
+        QCOMPARE(host.enabled(), QString("r--cm--"));
+
+        host.run.trigger();
+        QCOMPARE(host.statuses.size(), 1);
+        QCOMPARE(host.statuses[0].status, KvcActionManager::Running);
+        QVERIFY(!host.statuses[0].data);
+        QCOMPARE(host.enabled(), QString("--t-m--"));
+        QVERIFY(host.manager.currentSimLoadingTime().isValid());
+        QVERIFY(!host.manager.currentSimRunningTime().isValid());
+        QCOMPARE(host.manager.currentSimVersionString(), host.manager.localKivoVersionString());
+
+        QTRY_COMPARE_WITH_TIMEOUT(host.statuses.size(), 2, 30000);
+        QCOMPARE(host.statuses[1].status, KvcActionManager::Finished);
+        QVERIFY(!host.statuses[1].data);
+        QCOMPARE(boxes.count(), 0);
+        QVERIFY(!host.log.isEmpty());
+        QVERIFY(host.levels.count(-1) == host.levels.size());
+        QCOMPARE(host.enabled(), QString("r--cm--"));
+    }
+
+    void runEndings_data()
+    {
+        QTest::addColumn<QString>("mode");
+        QTest::addColumn<bool>("terminate");
+        QTest::addColumn<bool>("box");
+        QTest::newRow("exit code 3: Aborted without a box") << "exit3" << false << false;
+        QTest::newRow("crash: a box, then Aborted") << "crash" << false << true;
+        QTest::newRow("terminate kills: a box, then Aborted") << "hang" << true << true;
+    }
+
+    void runEndings()
+    {
+        QFETCH(QString, mode);
+        QFETCH(bool, terminate);
+        QFETCH(bool, box);
+        ModalAnswerer boxes;
+        QTemporaryDir dir;
+        Host host;
+        QVERIFY(host.interrogate(installFakeKivo(dir), "model.lua"));
+        host.editOptions(plainRun());
+        qputenv("FAKE_KIVO_RUN", mode.toUtf8());
+        host.run.trigger();
+        QCOMPARE(host.statuses.size(), 1);
+        if (terminate) {
+            QCOMPARE(host.enabled(), QString("--t-m--"));
+            host.terminate.trigger();
+        }
+        QTRY_COMPARE(host.statuses.size(), 2);
+        QCOMPARE(host.statuses[1].status, KvcActionManager::Aborted);
+        QVERIFY(!host.statuses[1].data);
+        QCOMPARE(boxes.count(), box ? 1 : 0);
+        if (box)
+            QVERIFY2(boxes.last().text.startsWith("Error executing Kivo simulation:\nThe Kivo "
+                                                  "process finished unexpectedly: "),
+                qPrintable(boxes.last().text));
+        QCOMPARE(host.enabled(), QString("r--cm--"));
+    }
+
+    void automaticMonitoringSharesItsDataUntilTheEnd()
+    {
+        ModalAnswerer boxes;
+        Host host;
+        QVERIFY(host.interrogate(kivoPath, longModel));
+        // The preset's port is fixed; move it away from anything else running.
+        const quint16 port = freePort();
+        host.editOptions([port](QWidget *dialog) {
+            auto *preset = dialog->findChild<QCheckBox *>("autoMonitorChk");
+            preset->setChecked(false);
+            setText(dialog, "localPortLed", QString::number(port));
+            // Ticking the box again would bring the preset's port back.
+            QSignalBlocker blocker(preset);
+            preset->setChecked(true);
+        });
+
+        host.run.trigger();
+        QCOMPARE(host.statuses.size(), 1);
+        QCOMPARE(host.statuses[0].status, KvcActionManager::Running);
+        KvcResultsData *data = host.statuses[0].data;
+        QVERIFY(data);
+        // The pending automatic connection holds the monitor action back.
+        QCOMPARE(host.enabled(), QString("--t----"));
+        QTRY_VERIFY_WITH_TIMEOUT(host.manager.isRemote(), 10000);
+        QCOMPARE(host.enabled(), QString("-ct--sd"));
+        QVERIFY(host.manager.currentSimLoadingTime().isValid());
+        QTRY_VERIFY_WITH_TIMEOUT(
+            data->graphics().size() > data->numSpecialGraphics() && data->currentTime() > 0, 10000);
+
+        host.cancel.trigger();
+        QTRY_VERIFY_WITH_TIMEOUT(!host.manager.active(), 30000);
+        QCOMPARE(boxes.count(), 0);
+        // Every status before the first end carries the shared data; the
+        // process (exit code 0) and the connection (the server's Canceled)
+        // then report their ends with null, as may a status report of the
+        // server that arrives after the process has ended.
+        QStringList ends;
+        bool ended = false;
+        for (const Host::Event &event : host.statuses) {
+            if (event.data) {
+                QVERIFY(!ended);
+                QCOMPARE(event.data, data);
+            } else {
+                ended = true;
+                ends << KvcActionManager::execStatusStr(event.status);
+            }
+        }
+        QCOMPARE(ends.count("Finished"), 1);
+        QVERIFY(ends.count("Canceled") >= 1);
+        QCOMPARE(ends.count("Finished") + ends.count("Canceled"), ends.size());
+        QCOMPARE(host.enabled(), QString("r--cm--"));
+        QVERIFY(!host.manager.isRemote());
+    }
+
+    void automaticMonitoringThatCannotConnectLetsTheRunGoOn()
+    {
+        ModalAnswerer boxes;
+        QTemporaryDir dir;
+        Host host;
+        QVERIFY(host.interrogate(installFakeKivo(dir), "model.lua"));
+        qputenv("FAKE_KIVO_RUN", "chatty"); // no server behind the preset's port
+        host.run.trigger();
+        QVERIFY(host.statuses[0].data);
+        QTRY_COMPARE_WITH_TIMEOUT(boxes.count(), 1, 15000);
+        QCOMPARE(boxes.last().title, QString("Error..."));
+        QVERIFY(!host.manager.isRemote());
+        QCOMPARE(host.enabled(), QString("--t-m--"));
+        QVERIFY(host.log.contains("line 1\n"));
+        host.terminate.trigger();
+        QTRY_COMPARE(host.statuses.size(), 2);
+        QCOMPARE(host.statuses[1].status, KvcActionManager::Aborted);
+        QCOMPARE(host.enabled(), QString("r--cm--"));
+    }
+
+    void remoteMonitoringThroughTheDialogThenCancel()
+    {
+        ModalAnswerer boxes;
+        const quint16 port = freePort();
+        QProcess simulator;
+        simulator.start(kivoPath, {"-local", QString::number(port), "-wait", "0", longModel});
+        QVERIFY(simulator.waitForStarted());
+
+        Host host;
+        handleNextModal(
+            [port](QWidget *dialog) {
+                dialog->findChild<QComboBox *>("addressCmb")->setEditText("localhost");
+                setText(dialog, "portLed", QString::number(port));
+                dialog->findChild<QPushButton *>("connectBtn")->click();
+            },
+            "KvcMonitorDlg");
+        host.monitor.trigger();
+        QVERIFY(host.manager.isRemote());
+        QCOMPARE(host.statuses.size(), 1);
+        QVERIFY(host.statuses[0].data);
+        QCOMPARE(host.enabled(), QString("-ct--sd"));
+        QTRY_VERIFY_WITH_TIMEOUT(
+            !host.statuses.isEmpty() && host.statuses.last().status == KvcActionManager::Running,
+            15000);
+
+        const int before = host.statuses.size();
+        host.cancel.trigger();
+        QCOMPARE(host.statuses.size(), before); // the server reports the outcome
+        QTRY_VERIFY_WITH_TIMEOUT(!host.manager.isRemote(), 15000);
+        QCOMPARE(host.statuses.last().status, KvcActionManager::Canceled);
+        QVERIFY(!host.statuses.last().data);
+        QCOMPARE(host.enabled(), QString("----m--"));
+        QTRY_COMPARE_WITH_TIMEOUT(simulator.state(), QProcess::NotRunning, 10000);
+        QCOMPARE(simulator.exitCode(), 0);
+        QCOMPARE(boxes.count(), 0);
+    }
+
+    void terminateWhileConnectedEndsAborted()
+    {
+        const quint16 port = freePort();
+        QProcess simulator;
+        simulator.start(kivoPath, {"-local", QString::number(port), "-wait", "0", longModel});
+        QVERIFY(simulator.waitForStarted());
+        Host host;
+        handleNextModal(
+            [port](QWidget *dialog) {
+                dialog->findChild<QComboBox *>("addressCmb")->setEditText("localhost");
+                setText(dialog, "portLed", QString::number(port));
+                dialog->findChild<QPushButton *>("connectBtn")->click();
+            },
+            "KvcMonitorDlg");
+        host.monitor.trigger();
+        QVERIFY(host.manager.isRemote());
+        host.terminate.trigger();
+        QTRY_VERIFY_WITH_TIMEOUT(!host.manager.isRemote(), 15000);
+        QCOMPARE(host.statuses.last().status, KvcActionManager::Aborted);
+        QTRY_COMPARE_WITH_TIMEOUT(simulator.state(), QProcess::NotRunning, 10000);
+        QVERIFY(simulator.exitCode() != 0);
+    }
+
+    void serverThatVanishesIsACommunicationError()
+    {
+        ModalAnswerer boxes;
+        const quint16 port = freePort();
+        QProcess simulator;
+        simulator.start(kivoPath, {"-local", QString::number(port), "-wait", "0", longModel});
+        QVERIFY(simulator.waitForStarted());
+        Host host;
+        handleNextModal(
+            [port](QWidget *dialog) {
+                dialog->findChild<QComboBox *>("addressCmb")->setEditText("localhost");
+                setText(dialog, "portLed", QString::number(port));
+                dialog->findChild<QPushButton *>("connectBtn")->click();
+            },
+            "KvcMonitorDlg");
+        host.monitor.trigger();
+        QVERIFY(host.manager.isRemote());
+        simulator.kill();
+        QTRY_VERIFY_WITH_TIMEOUT(!host.manager.isRemote(), 30000);
+        QCOMPARE(host.statuses.last().status, KvcActionManager::Unknown);
+        QVERIFY(!host.statuses.last().data);
+        QVERIFY(boxes.count() <= 1);
+        if (boxes.count() == 1) {
+            QCOMPARE(boxes.last().title, QString("Communication error..."));
+            QVERIFY(boxes.last().text.endsWith("\nThe server will be disconnected"));
+        }
+        QCOMPARE(host.enabled(), QString("----m--"));
+    }
+
+    void disconnectFromALocalRunAsksFirstWhenTheServerLogs()
+    {
+        ModalAnswerer boxes;
+        Host host;
+        QVERIFY(host.interrogate(kivoPath, longModel));
+        const quint16 port = freePort();
+        host.editOptions(plainRun(port, true));
+        host.run.trigger();
+        QCOMPARE(host.statuses.size(), 1);
+        QVERIFY(!host.statuses[0].data);
+
+        handleNextModal(
+            [port](QWidget *dialog) {
+                dialog->findChild<QComboBox *>("addressCmb")->setEditText("localhost");
+                setText(dialog, "portLed", QString::number(port));
+                dialog->findChild<QPushButton *>("connectBtn")->click();
+            },
+            "KvcMonitorDlg");
+        host.monitor.trigger();
+        QVERIFY(host.manager.isRemote());
+        QCOMPARE(host.enabled(), QString("-ct--sd"));
+
+        boxes.queueAnswer(QMessageBox::No);
+        host.disconnect.trigger();
+        QCOMPARE(boxes.count(), 1);
+        QCOMPARE(boxes.last().title, QString("Disconnect requested"));
+        QCOMPARE(boxes.last().text,
+            QString("Disconnecting from the simulation will prevent receiving additional "
+                    "log messages.\nDo you want to continue?"));
+        QCOMPARE(boxes.last().defaultButton, QMessageBox::No);
+        QVERIFY(host.manager.isRemote());
+
+        const int before = host.statuses.size();
+        boxes.queueAnswer(QMessageBox::Yes);
+        host.disconnect.trigger();
+        QTRY_VERIFY(!host.manager.isRemote());
+        // The user left a local run that goes on: it reports its own end.
+        QCOMPARE(host.statuses.size(), before);
+        QCOMPARE(host.enabled(), QString("--t-m--"));
+        host.terminate.trigger();
+        QTRY_COMPARE(host.statuses.last().status, KvcActionManager::Aborted);
+        QTRY_VERIFY(!host.manager.active());
+    }
+
+    void destroyingTheManagerEndsTheLocalRun()
+    {
+        ModalAnswerer boxes;
+        {
+            Host host;
+            QVERIFY(host.interrogate(kivoPath, longModel));
+            host.run.trigger();
+            QTRY_VERIFY_WITH_TIMEOUT(host.manager.isRemote(), 10000);
+            QCOMPARE(childProcesses(), 1);
+        }
+        QCOMPARE(childProcesses(), 0);
+        QCOMPARE(boxes.count(), 0);
+    }
+};
+
+QTEST_MAIN(KvcActionManagerTest)
+#include "tst_kvcactionmanager.moc"
