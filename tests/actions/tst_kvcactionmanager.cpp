@@ -82,6 +82,19 @@ struct Host {
         return manager.canExecLocalKivo();
     }
 
+    // Connects to localhost:port through the monitor action's dialog.
+    void connectThroughDialog(quint16 port)
+    {
+        handleNextModal(
+            [port](QWidget *dialog) {
+                dialog->findChild<QComboBox *>("addressCmb")->setEditText("localhost");
+                dialog->findChild<QLineEdit *>("portLed")->setText(QString::number(port));
+                dialog->findChild<QPushButton *>("connectBtn")->click();
+            },
+            "KvcMonitorDlg");
+        monitor.trigger();
+    }
+
     // Edits the run options through the configure action's dialog.
     void editOptions(std::function<void(QWidget *)> edit)
     {
@@ -135,6 +148,13 @@ int childProcesses()
             ++count;
     }
     return count;
+}
+
+// A long simulation started by hand, its server on `port`, as on another machine.
+bool startRemote(QProcess &simulator, quint16 port)
+{
+    simulator.start(kivoPath, {"-local", QString::number(port), "-wait", "0", longModel});
+    return simulator.waitForStarted();
 }
 
 } // namespace
@@ -369,18 +389,10 @@ private slots:
         ModalAnswerer boxes;
         const quint16 port = freePort();
         QProcess simulator;
-        simulator.start(kivoPath, {"-local", QString::number(port), "-wait", "0", longModel});
-        QVERIFY(simulator.waitForStarted());
+        QVERIFY(startRemote(simulator, port));
 
         Host host;
-        handleNextModal(
-            [port](QWidget *dialog) {
-                dialog->findChild<QComboBox *>("addressCmb")->setEditText("localhost");
-                setText(dialog, "portLed", QString::number(port));
-                dialog->findChild<QPushButton *>("connectBtn")->click();
-            },
-            "KvcMonitorDlg");
-        host.monitor.trigger();
+        host.connectThroughDialog(port);
         QVERIFY(host.manager.isRemote());
         QCOMPARE(host.statuses.size(), 1);
         QVERIFY(host.statuses[0].data);
@@ -405,17 +417,9 @@ private slots:
     {
         const quint16 port = freePort();
         QProcess simulator;
-        simulator.start(kivoPath, {"-local", QString::number(port), "-wait", "0", longModel});
-        QVERIFY(simulator.waitForStarted());
+        QVERIFY(startRemote(simulator, port));
         Host host;
-        handleNextModal(
-            [port](QWidget *dialog) {
-                dialog->findChild<QComboBox *>("addressCmb")->setEditText("localhost");
-                setText(dialog, "portLed", QString::number(port));
-                dialog->findChild<QPushButton *>("connectBtn")->click();
-            },
-            "KvcMonitorDlg");
-        host.monitor.trigger();
+        host.connectThroughDialog(port);
         QVERIFY(host.manager.isRemote());
         host.terminate.trigger();
         QTRY_VERIFY_WITH_TIMEOUT(!host.manager.isRemote(), 15000);
@@ -429,17 +433,9 @@ private slots:
         ModalAnswerer boxes;
         const quint16 port = freePort();
         QProcess simulator;
-        simulator.start(kivoPath, {"-local", QString::number(port), "-wait", "0", longModel});
-        QVERIFY(simulator.waitForStarted());
+        QVERIFY(startRemote(simulator, port));
         Host host;
-        handleNextModal(
-            [port](QWidget *dialog) {
-                dialog->findChild<QComboBox *>("addressCmb")->setEditText("localhost");
-                setText(dialog, "portLed", QString::number(port));
-                dialog->findChild<QPushButton *>("connectBtn")->click();
-            },
-            "KvcMonitorDlg");
-        host.monitor.trigger();
+        host.connectThroughDialog(port);
         QVERIFY(host.manager.isRemote());
         simulator.kill();
         QTRY_VERIFY_WITH_TIMEOUT(!host.manager.isRemote(), 30000);
@@ -464,14 +460,7 @@ private slots:
         QCOMPARE(host.statuses.size(), 1);
         QVERIFY(!host.statuses[0].data);
 
-        handleNextModal(
-            [port](QWidget *dialog) {
-                dialog->findChild<QComboBox *>("addressCmb")->setEditText("localhost");
-                setText(dialog, "portLed", QString::number(port));
-                dialog->findChild<QPushButton *>("connectBtn")->click();
-            },
-            "KvcMonitorDlg");
-        host.monitor.trigger();
+        host.connectThroughDialog(port);
         QVERIFY(host.manager.isRemote());
         QCOMPARE(host.enabled(), QString("-ct--sd"));
 
