@@ -85,7 +85,12 @@ void KvcActionManager::asyncLocalKivoInit(QString path)
     if (path.isEmpty())
         path = QCoreApplication::applicationDirPath() + QLatin1String("/kivo")
             + QLatin1String(".exe");
-    delete executer;
+    if (executer) {
+        // A host may ask again from within localKivoInitFinished(), while the
+        // old runner's signal is still on the stack.
+        executer->disconnect(this);
+        executer->deleteLater();
+    }
     executer = new KvcExecuter;
     connect(executer, SIGNAL(asyncOpFinished(KvcExecuter::AsyncOpType, bool, QString)), this,
         SLOT(localKivoOpFinished(KvcExecuter::AsyncOpType, bool, QString)));

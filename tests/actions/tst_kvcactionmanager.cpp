@@ -246,6 +246,20 @@ private slots:
         QCOMPARE(host.enabled(), QString("----m--"));
     }
 
+    void interrogatingAgainFromTheFinishedSignalIsSafe()
+    {
+        ModalAnswerer boxes;
+        Host host;
+        QObject::connect(&host.manager, &KvcActionManager::localKivoInitFinished, [&host] {
+            if (host.initFinished == 1) // the failed first try: retry with the real one
+                host.manager.asyncLocalKivoInit(kivoPath);
+        });
+        host.manager.asyncLocalKivoInit("/no/such/kivo");
+        QCOMPARE(boxes.count(), 1);
+        QTRY_COMPARE(host.initFinished, 2);
+        QVERIFY(host.manager.canExecLocalKivo());
+    }
+
     void unmonitoredRunReportsRunningThenFinished()
     {
         ModalAnswerer boxes;
