@@ -157,6 +157,20 @@ bool startRemote(QProcess &simulator, quint16 port)
     return simulator.waitForStarted();
 }
 
+// The automatic monitoring preset, but on `port`: the preset's own port is
+// fixed and may be taken by anything else running on the machine.
+std::function<void(QWidget *)> presetOnPort(quint16 port)
+{
+    return [port](QWidget *dialog) {
+        auto *preset = dialog->findChild<QCheckBox *>("autoMonitorChk");
+        preset->setChecked(false);
+        setText(dialog, "localPortLed", QString::number(port));
+        // Ticking the box again would bring the preset's port back.
+        QSignalBlocker blocker(preset);
+        preset->setChecked(true);
+    };
+}
+
 } // namespace
 
 class KvcActionManagerTest : public QObject
@@ -329,16 +343,7 @@ private slots:
         ModalAnswerer boxes;
         Host host;
         QVERIFY(host.interrogate(kivoPath, longModel));
-        // The preset's port is fixed; move it away from anything else running.
-        const quint16 port = freePort();
-        host.editOptions([port](QWidget *dialog) {
-            auto *preset = dialog->findChild<QCheckBox *>("autoMonitorChk");
-            preset->setChecked(false);
-            setText(dialog, "localPortLed", QString::number(port));
-            // Ticking the box again would bring the preset's port back.
-            QSignalBlocker blocker(preset);
-            preset->setChecked(true);
-        });
+        host.editOptions(presetOnPort(freePort()));
 
         host.run.trigger();
         QCOMPARE(host.statuses.size(), 1);
@@ -384,7 +389,8 @@ private slots:
         QTemporaryDir dir;
         Host host;
         QVERIFY(host.interrogate(installFakeKivo(dir), "model.lua"));
-        qputenv("FAKE_KIVO_RUN", "chatty"); // no server behind the preset's port
+        host.editOptions(presetOnPort(freePort()));
+        qputenv("FAKE_KIVO_RUN", "chatty"); // no server behind the port
         host.run.trigger();
         QVERIFY(host.statuses[0].data);
         QTRY_COMPARE_WITH_TIMEOUT(boxes.count(), 1, 15000);
@@ -506,6 +512,7 @@ private slots:
         {
             Host host;
             QVERIFY(host.interrogate(kivoPath, longModel));
+            host.editOptions(presetOnPort(freePort()));
             host.run.trigger();
             QTRY_VERIFY_WITH_TIMEOUT(host.manager.isRemote(), 10000);
             QCOMPARE(childProcesses(), 1);
