@@ -274,6 +274,31 @@ private slots:
         QVERIFY(host.manager.canExecLocalKivo());
     }
 
+    void interrogationThatNeverEndsCanBeTerminated()
+    {
+        ModalAnswerer boxes;
+        QTemporaryDir dir;
+        Host host;
+        qputenv("FAKE_KIVO_VERSION", "hang");
+        host.manager.asyncLocalKivoInit(installFakeKivo(dir));
+        qunsetenv("FAKE_KIVO_VERSION");
+        QTest::qWait(100);
+        QCOMPARE(host.initFinished, 0);
+        QVERIFY(host.manager.active());
+        // Disabled while interrogating, but a host may trigger it all the same.
+        QCOMPARE(host.enabled(), QString("----m--"));
+        host.terminate.trigger();
+        QTRY_COMPARE(host.initFinished, 1);
+        QCOMPARE(boxes.count(), 1);
+        QVERIFY2(boxes.last().text.startsWith("Error configuring Kivo environment:\nThe Kivo "
+                                              "process finished unexpectedly: "),
+            qPrintable(boxes.last().text));
+        QVERIFY(!host.manager.active());
+        QVERIFY(!host.manager.canExecLocalKivo());
+        host.initFinished = 0; // and the user can try again
+        QVERIFY(host.interrogate(kivoPath, fastModel));
+    }
+
     void unmonitoredRunReportsRunningThenFinished()
     {
         ModalAnswerer boxes;
