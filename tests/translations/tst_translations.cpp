@@ -4,9 +4,11 @@
 #include "kvcoptions.h"
 
 #include <QFile>
+#include <QFileInfo>
 #include <QHash>
 #include <QProcess>
 #include <QRegularExpression>
+#include <QSet>
 #include <QTemporaryDir>
 #include <QTranslator>
 #include <QXmlStreamReader>
