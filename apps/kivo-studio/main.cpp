@@ -42,16 +42,34 @@ bool wantsHeadless(int argc, char **argv)
     return qEnvironmentVariableIsEmpty("DISPLAY") && qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY");
 }
 
-void loadTranslations(QApplication &app)
+// The locale to translate into: --lang <name> (or --lang=<name>) wins over the
+// environment, for systems where the wanted locale is not installed. The
+// parser sees the option too, but only after the translators are in place.
+QLocale wantedLocale(int argc, char **argv)
+{
+    for (int i = 1; i < argc; ++i) {
+        const QByteArray arg(argv[i]);
+        if (arg == "--lang" && i + 1 < argc)
+            return QLocale(QString::fromLocal8Bit(argv[i + 1]));
+        if (arg.startsWith("--lang="))
+            return QLocale(QString::fromLocal8Bit(arg.mid(7)));
+    }
+    return QLocale();
+}
+
+void loadTranslations(QApplication &app, const QLocale &locale)
 {
     const QString dir = QCoreApplication::applicationDirPath();
+    const QStringList folders {dir + QStringLiteral("/translations"),
+        dir + QStringLiteral("/../share/kivoClientLib/translations")};
     const QStringList names {QStringLiteral("kivoclientlib"), QStringLiteral("kivostudio")};
     for (const QString &name : names) {
         auto *translator = new QTranslator(&app);
-        if (translator->load(
-                QLocale(), name, QStringLiteral("_"), dir + QStringLiteral("/translations"))
-            || translator->load(QLocale(), name, QStringLiteral("_"),
-                dir + QStringLiteral("/../share/kivoClientLib/translations")))
+        bool loaded = false;
+        for (const QString &folder : folders)
+            if ((loaded = translator->load(locale, name, QStringLiteral("_"), folder)))
+                break;
+        if (loaded)
             app.installTranslator(translator);
         else
             delete translator;
@@ -70,7 +88,9 @@ int main(int argc, char **argv)
     // Saved servers and silenced questions live under these names.
     QCoreApplication::setOrganizationName(QStringLiteral("kivoClientLib"));
     QCoreApplication::setApplicationName(QStringLiteral("kivo-studio"));
-    loadTranslations(app);
+    const QLocale locale = wantedLocale(argc, argv);
+    QLocale::setDefault(locale);
+    loadTranslations(app, locale);
 
     QCommandLineParser parser;
     parser.setApplicationDescription(QStringLiteral("Runs and monitors Kivo simulations."));
@@ -89,7 +109,12 @@ int main(int argc, char **argv)
     const QCommandLineOption timeoutOption(QStringLiteral("timeout"),
         QStringLiteral("Headless: give up after this many seconds."), QStringLiteral("s"),
         QStringLiteral("600"));
-    parser.addOptions({kivoOption, headlessOption, screenshotOption, summaryOption, timeoutOption});
+    const QCommandLineOption langOption(QStringLiteral("lang"),
+        QStringLiteral("The language of the user interface, e.g. de or de_DE (default: the "
+                       "system's)."),
+        QStringLiteral("locale"));
+    parser.addOptions(
+        {kivoOption, headlessOption, screenshotOption, summaryOption, timeoutOption, langOption});
     parser.addPositionalArgument(QStringLiteral("model"),
         QStringLiteral("The model to open (default: the bundled example)."));
     parser.process(app);

@@ -1,0 +1,436 @@
+// The shipped translations: complete, faithful to their sources' markup,
+// compiled by the build, and in step with the texts of the code.
+#include "kvcactionmanager.h"
+#include "kvcoptions.h"
+
+#include <QFile>
+#include <QFileInfo>
+#include <QHash>
+#include <QProcess>
+#include <QRegularExpression>
+#include <QSet>
+#include <QTemporaryDir>
+#include <QTranslator>
+#include <QXmlStreamReader>
+#include <QtTest>
+
+namespace {
+
+struct TsMessage {
+    QString context;
+    QString source;
+    QString comment;
+    QString translation; // empty for a numerus message
+    QStringList numerusForms;
+    QString type; // "unfinished", "obsolete", "vanished" or empty
+};
+
+TsMessage readMessage(QXmlStreamReader &xml, const QString &context)
+{
+    TsMessage message;
+    message.context = context;
+    while (xml.readNextStartElement()) {
+        if (xml.name() == QLatin1String("source")) {
+            message.source = xml.readElementText();
+        } else if (xml.name() == QLatin1String("comment")) {
+            message.comment = xml.readElementText();
+        } else if (xml.name() == QLatin1String("translation")) {
+            message.type = xml.attributes().value(QLatin1String("type")).toString();
+            while (!xml.atEnd()) {
+                xml.readNext();
+                if (xml.isEndElement())
+                    break;
+                if (xml.isCharacters())
+                    message.translation += xml.text();
+                else if (xml.isStartElement())
+                    message.numerusForms << xml.readElementText();
+            }
+        } else {
+            xml.skipCurrentElement();
+        }
+    }
+    return message;
+}
+
+// Reads the messages of a .ts file; an unreadable or malformed file is an error.
+QVector<TsMessage> readTs(const QString &path, QString *error)
+{
+    QVector<TsMessage> messages;
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly)) {
+        *error = QStringLiteral("cannot open %1: %2").arg(path, file.errorString());
+        return messages;
+    }
+    QXmlStreamReader xml(&file);
+    QString context;
+    while (!xml.atEnd()) {
+        xml.readNext();
+        if (!xml.isStartElement())
+            continue;
+        if (xml.name() == QLatin1String("name"))
+            context = xml.readElementText();
+        else if (xml.name() == QLatin1String("message"))
+            messages << readMessage(xml, context);
+    }
+    if (xml.hasError())
+        *error = QStringLiteral("%1:%2: %3").arg(path).arg(xml.lineNumber()).arg(xml.errorString());
+    return messages;
+}
+
+QString describe(const TsMessage &message)
+{
+    return message.context + QStringLiteral(" / \"") + message.source + QLatin1Char('"');
+}
+
+QString tsPath(const char *name)
+{
+    return QStringLiteral(KVC_SOURCE_DIR "/translations/") + QLatin1String(name);
+}
+
+QStringList placeholders(const QString &text)
+{
+    static const QRegularExpression re(QStringLiteral("%(\\d+|n)"));
+    QStringList found;
+    for (auto it = re.globalMatch(text); it.hasNext();)
+        found << it.next().captured();
+    found.sort();
+    return found;
+}
+
+QStringList tags(const QString &text)
+{
+    static const QRegularExpression re(QStringLiteral("<[^<>]+>"));
+    QStringList found;
+    for (auto it = re.globalMatch(text); it.hasNext();)
+        found << it.next().captured();
+    return found;
+}
+
+// Command-line switches named in a text ("-quiet", "-wait"): they stay as they are.
+QStringList switches(const QString &text)
+{
+    static const QRegularExpression re(QStringLiteral("(?<![\\w-])-[A-Za-z]+\\b"));
+    QStringList found;
+    for (auto it = re.globalMatch(text); it.hasNext();)
+        found << it.next().captured();
+    return found;
+}
+
+// The accelerator letter of a menu text ("Lauf&optionen..." gives 'o'), or a
+// null character; "&&" is a literal ampersand.
+QChar accelerator(const QString &text, int *count = nullptr)
+{
+    QChar key;
+    int n = 0;
+    for (int i = 0; i + 1 < text.size(); ++i) {
+        if (text.at(i) != QLatin1Char('&'))
+            continue;
+        if (text.at(i + 1) == QLatin1Char('&')) {
+            ++i;
+            continue;
+        }
+        ++n;
+        key = text.at(i + 1).toLower();
+    }
+    if (count)
+        *count = n;
+    return key;
+}
+
+QSet<QString> keysOf(const QVector<TsMessage> &messages)
+{
+    QSet<QString> keys;
+    for (const TsMessage &message : messages)
+        if (message.type != QLatin1String("obsolete") && message.type != QLatin1String("vanished"))
+            keys << message.context + QLatin1Char('|') + message.source + QLatin1Char('|')
+                    + message.comment;
+    return keys;
+}
+
+void addTsRows()
+{
+    QTest::addColumn<QString>("ts");
+    QTest::newRow("library") << tsPath("kivoclientlib_de.ts");
+    QTest::newRow("kivo-studio") << tsPath("kivostudio_de.ts");
+}
+
+} // namespace
+
+class tst_Translations : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void initTestCase();
+    void everyMessageIsTranslated_data() { addTsRows(); }
+    void everyMessageIsTranslated();
+    void translationsKeepPlaceholdersMarkupAndSwitches_data() { addTsRows(); }
+    void translationsKeepPlaceholdersMarkupAndSwitches();
+    void compiledCataloguesMatchTheTsFiles_data() { addTsRows(); }
+    void compiledCataloguesMatchTheTsFiles();
+    void knownTextsComeOutTranslated_data();
+    void knownTextsComeOutTranslated();
+    void libraryTextsGoThroughTheTranslator();
+    void studioMenuAcceleratorsStayUnique();
+    void tsFilesHoldEveryTextOfTheSources_data();
+    void tsFilesHoldEveryTextOfTheSources();
+
+private:
+    QTranslator library;
+    QTranslator studio;
+};
+
+void tst_Translations::initTestCase()
+{
+    const QString dir = QStringLiteral(KVC_BIN_DIR "/translations");
+    QVERIFY2(library.load(QStringLiteral("kivoclientlib_de"), dir),
+        qPrintable(QStringLiteral("no kivoclientlib_de.qm in ") + dir));
+    QVERIFY2(studio.load(QStringLiteral("kivostudio_de"), dir),
+        qPrintable(QStringLiteral("no kivostudio_de.qm in ") + dir));
+    QVERIFY(QCoreApplication::installTranslator(&library));
+    QVERIFY(QCoreApplication::installTranslator(&studio));
+}
+
+void tst_Translations::everyMessageIsTranslated()
+{
+    QFETCH(QString, ts);
+    QString error;
+    const QVector<TsMessage> messages = readTs(ts, &error);
+    QVERIFY2(error.isEmpty(), qPrintable(error));
+    QVERIFY(!messages.isEmpty());
+    QStringList faults;
+    for (const TsMessage &message : messages) {
+        if (!message.type.isEmpty())
+            faults << message.type + QStringLiteral(": ") + describe(message);
+        else if (message.numerusForms.isEmpty() && message.translation.isEmpty())
+            faults << QStringLiteral("empty: ") + describe(message);
+        else if (message.numerusForms.contains(QString()))
+            faults << QStringLiteral("empty numerus form: ") + describe(message);
+    }
+    QVERIFY2(faults.isEmpty(), qPrintable(faults.join(QLatin1Char('\n'))));
+}
+
+void tst_Translations::translationsKeepPlaceholdersMarkupAndSwitches()
+{
+    QFETCH(QString, ts);
+    QString error;
+    const QVector<TsMessage> messages = readTs(ts, &error);
+    QVERIFY2(error.isEmpty(), qPrintable(error));
+    QStringList faults;
+    for (const TsMessage &message : messages) {
+        const QStringList forms = message.numerusForms.isEmpty() ? QStringList {message.translation}
+                                                                 : message.numerusForms;
+        for (const QString &translation : forms) {
+            if (placeholders(translation) != placeholders(message.source))
+                faults << QStringLiteral("placeholders differ: ") + describe(message);
+            if (translation.count(QLatin1Char('\n')) != message.source.count(QLatin1Char('\n')))
+                faults << QStringLiteral("line feeds differ: ") + describe(message);
+            if (tags(translation) != tags(message.source))
+                faults << QStringLiteral("rich-text markup differs: ") + describe(message);
+            int sourceKeys = 0;
+            int translationKeys = 0;
+            accelerator(message.source, &sourceKeys);
+            accelerator(translation, &translationKeys);
+            if (sourceKeys != translationKeys)
+                faults << QStringLiteral("accelerators differ: ") + describe(message);
+            for (const QString &option : switches(message.source))
+                if (!switches(translation).contains(option))
+                    faults << QStringLiteral("switch %1 lost: ").arg(option) + describe(message);
+        }
+    }
+    QVERIFY2(faults.isEmpty(), qPrintable(faults.join(QLatin1Char('\n'))));
+}
+
+void tst_Translations::compiledCataloguesMatchTheTsFiles()
+{
+    // A .qm older than its .ts (or compiled from another file) shows here.
+    QFETCH(QString, ts);
+    QString error;
+    const QVector<TsMessage> messages = readTs(ts, &error);
+    QVERIFY2(error.isEmpty(), qPrintable(error));
+    QStringList faults;
+    for (const TsMessage &message : messages) {
+        if (!message.numerusForms.isEmpty())
+            continue; // checked through the known texts, with a count
+        const QString shown = QCoreApplication::translate(qPrintable(message.context),
+            message.source.toUtf8().constData(),
+            message.comment.isEmpty() ? nullptr : message.comment.toUtf8().constData());
+        if (shown != message.translation)
+            faults << describe(message) + QStringLiteral(" gives \"") + shown + QLatin1Char('"');
+    }
+    QVERIFY2(faults.isEmpty(), qPrintable(faults.join(QLatin1Char('\n'))));
+}
+
+void tst_Translations::knownTextsComeOutTranslated_data()
+{
+    QTest::addColumn<QString>("context");
+    QTest::addColumn<QString>("source");
+    QTest::addColumn<QString>("expected");
+    QTest::newRow("monitor dialog title from its form")
+        << "KvcMonitorDlg"
+        << "Monitor simulation" << QStringLiteral("Simulation überwachen");
+    QTest::newRow("execution status in the shared context")
+        << "QObject"
+        << "Finished" << QStringLiteral("Beendet");
+    QTest::newRow("executer error keeps its placeholder")
+        << "KvcExecuter"
+        << "The Kivo executable [%1] could not be found."
+        << QStringLiteral("Das Kivo-Programm [%1] wurde nicht gefunden.");
+    QTest::newRow("line feed inside a question")
+        << "KvcActionManager"
+        << "%1\nThe server will be disconnected"
+        << QStringLiteral("%1\nDie Verbindung zum Server wird getrennt");
+    QTest::newRow("chart title of a special graphic")
+        << "KvcResultsData"
+        << "Number of iterations" << QStringLiteral("Anzahl der Iterationen");
+    QTest::newRow("command-line switch stays as it is") << "KvcOptionsWidget"
+                                                        << "-quiet" << QStringLiteral("-quiet");
+    QTest::newRow("host menu with its accelerator")
+        << "StudioWindow"
+        << "Run &options..." << QStringLiteral("Lauf&optionen...");
+    QTest::newRow("host tooltip in its own context")
+        << "GraphicsList"
+        << "Drag a graphic onto a chart to show it there"
+        << QStringLiteral("Ziehen Sie eine Grafik auf ein Diagramm, um sie dort anzuzeigen");
+    QTest::newRow("same text, other context: not confused")
+        << "KvcOptionsDlg"
+        << "Run options" << QStringLiteral("Laufoptionen");
+    QTest::newRow("unknown context stays in English") << "NoSuchContext"
+                                                      << "Finished" << QStringLiteral("Finished");
+}
+
+void tst_Translations::knownTextsComeOutTranslated()
+{
+    QFETCH(QString, context);
+    QFETCH(QString, source);
+    QFETCH(QString, expected);
+    QCOMPARE(
+        QCoreApplication::translate(qPrintable(context), source.toUtf8().constData()), expected);
+}
+
+void tst_Translations::libraryTextsGoThroughTheTranslator()
+{
+    // The library looks its texts up at run time in the contexts the .ts names.
+    QCOMPARE(
+        KvcActionManager::execStatusStr(KvcActionManager::Finished), QStringLiteral("Beendet"));
+    QCOMPARE(
+        KvcActionManager::execStatusStr(KvcActionManager::Canceled), QStringLiteral("Abgebrochen"));
+    KvcOptions options;
+    options.quiet = true;
+    options.verbose = true;
+    QString message;
+    QVERIFY(!options.check(message));
+    QCOMPARE(message,
+        QStringLiteral("Die Optionen -quiet und -verbose können nicht zusammen verwendet werden."));
+}
+
+void tst_Translations::studioMenuAcceleratorsStayUnique()
+{
+    // The menus as the form builds them: each menu's entries, and the menu bar.
+    QFile form(QStringLiteral(KVC_SOURCE_DIR "/apps/kivo-studio/studiowindow.ui"));
+    QVERIFY2(form.open(QIODevice::ReadOnly), qPrintable(form.errorString()));
+    QXmlStreamReader xml(&form);
+    QHash<QString, QString> texts; // action or menu name -> its text
+    QHash<QString, QStringList> entries; // menu name (or "menubar") -> its entries
+    QStringList owners; // the QMenu/QMenuBar widgets we are inside
+    QString current; // the action or menu whose text the next <string> is
+    bool inText = false;
+    while (!xml.atEnd()) {
+        xml.readNext();
+        if (xml.isStartElement()) {
+            const QString cls = xml.attributes().value(QLatin1String("class")).toString();
+            const QString name = xml.attributes().value(QLatin1String("name")).toString();
+            if (xml.name() == QLatin1String("widget")) {
+                owners << (cls == QLatin1String("QMenu") || cls == QLatin1String("QMenuBar")
+                        ? name
+                        : QString());
+                current = name;
+            } else if (xml.name() == QLatin1String("action")) {
+                current = name;
+            } else if (xml.name() == QLatin1String("addaction") && !owners.isEmpty()
+                && !owners.last().isEmpty() && name != QLatin1String("separator")) {
+                entries[owners.last()] << name;
+            } else if (xml.name() == QLatin1String("property")) {
+                inText = name == QLatin1String("text") || name == QLatin1String("title");
+            } else if (xml.name() == QLatin1String("string") && inText) {
+                texts.insert(current, xml.readElementText());
+                inText = false;
+            }
+        } else if (xml.isEndElement() && xml.name() == QLatin1String("widget")) {
+            owners.removeLast();
+        }
+    }
+    QVERIFY2(!xml.hasError(), qPrintable(xml.errorString()));
+    QVERIFY2(entries.size() >= 3, "the menu bar and its menus were not found in the form");
+
+    QStringList faults;
+    for (auto it = entries.cbegin(); it != entries.cend(); ++it) {
+        QHash<QChar, QString> taken;
+        for (const QString &entry : it.value()) {
+            if (texts.value(entry).isEmpty()) {
+                faults << QStringLiteral("%1: no text found for %2").arg(it.key(), entry);
+                continue;
+            }
+            const QString text = QCoreApplication::translate(
+                "StudioWindow", texts.value(entry).toUtf8().constData());
+            const QChar key = accelerator(text);
+            if (key.isNull())
+                continue;
+            if (taken.contains(key))
+                faults << QStringLiteral("%1: \"%2\" and \"%3\" share &%4")
+                              .arg(it.key(), taken.value(key), text, key);
+            taken.insert(key, text);
+        }
+    }
+    QVERIFY2(faults.isEmpty(), qPrintable(faults.join(QLatin1Char('\n'))));
+}
+
+void tst_Translations::tsFilesHoldEveryTextOfTheSources_data()
+{
+    QTest::addColumn<QString>("sources");
+    QTest::addColumn<QString>("ts");
+    QTest::newRow("library") << QStringLiteral(KVC_SOURCE_DIR "/src")
+                             << tsPath("kivoclientlib_de.ts");
+    QTest::newRow("kivo-studio") << QStringLiteral(KVC_SOURCE_DIR "/apps/kivo-studio")
+                                 << tsPath("kivostudio_de.ts");
+}
+
+void tst_Translations::tsFilesHoldEveryTextOfTheSources()
+{
+    // Extract afresh with lupdate and compare the texts, not the files: the
+    // fresh extraction has no translations, only what must be translated.
+    QFETCH(QString, sources);
+    QFETCH(QString, ts);
+    if (!QFileInfo::exists(QStringLiteral(KVC_LUPDATE)))
+        QSKIP("lupdate is not installed");
+    QTemporaryDir dir;
+    QVERIFY(dir.isValid());
+    const QString fresh = dir.filePath(QStringLiteral("fresh_de.ts"));
+    QProcess lupdate;
+    lupdate.setProcessChannelMode(QProcess::MergedChannels);
+    lupdate.start(QStringLiteral(KVC_LUPDATE),
+        {QStringLiteral("-silent"), QStringLiteral("-no-obsolete"), QStringLiteral("-locations"),
+            QStringLiteral("none"), sources, QStringLiteral("-ts"), fresh});
+    QVERIFY2(lupdate.waitForFinished(60000), "lupdate did not finish");
+    QVERIFY2(lupdate.exitStatus() == QProcess::NormalExit && lupdate.exitCode() == 0,
+        lupdate.readAll().constData());
+
+    QString error;
+    const QSet<QString> wanted = keysOf(readTs(fresh, &error));
+    QVERIFY2(error.isEmpty(), qPrintable(error));
+    const QSet<QString> shipped = keysOf(readTs(ts, &error));
+    QVERIFY2(error.isEmpty(), qPrintable(error));
+    QVERIFY(!wanted.isEmpty());
+
+    QStringList missing = (wanted - shipped).values();
+    QStringList stale = (shipped - wanted).values();
+    missing.sort();
+    stale.sort();
+    QVERIFY2(missing.isEmpty() && stale.isEmpty(),
+        qPrintable(QStringLiteral("run the kvc_update_translations target.\nmissing: ")
+            + missing.join(QStringLiteral("\n  ")) + QStringLiteral("\nstale: ")
+            + stale.join(QStringLiteral("\n  "))));
+}
+
+QTEST_GUILESS_MAIN(tst_Translations)
+#include "tst_translations.moc"

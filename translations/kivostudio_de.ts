@@ -1,0 +1,202 @@
+<?xml version="1.0" encoding="utf-8"?>
+<!DOCTYPE TS>
+<TS version="2.1" language="de_DE">
+<context>
+    <name>GraphicsList</name>
+    <message>
+        <source>Drag a graphic onto a chart to show it there</source>
+        <translation>Ziehen Sie eine Grafik auf ein Diagramm, um sie dort anzuzeigen</translation>
+    </message>
+</context>
+<context>
+    <name>StudioWindow</name>
+    <message>
+        <source>Kivo Studio</source>
+        <translation>Kivo Studio</translation>
+    </message>
+    <message>
+        <source>&amp;File</source>
+        <translation>&amp;Datei</translation>
+    </message>
+    <message>
+        <source>&amp;Simulation</source>
+        <translation>&amp;Simulation</translation>
+    </message>
+    <message>
+        <source>&amp;Help</source>
+        <translation>&amp;Hilfe</translation>
+    </message>
+    <message>
+        <source>Simulation</source>
+        <translation>Simulation</translation>
+    </message>
+    <message>
+        <source>Graphics</source>
+        <translation>Grafiken</translation>
+    </message>
+    <message>
+        <source>Drag a graphic onto a chart.</source>
+        <translation>Ziehen Sie eine Grafik auf ein Diagramm.</translation>
+    </message>
+    <message>
+        <source>&amp;Open model...</source>
+        <translation>Modell ö&amp;ffnen...</translation>
+    </message>
+    <message>
+        <source>Open a model file</source>
+        <translation>Eine Modelldatei öffnen</translation>
+    </message>
+    <message>
+        <source>Ctrl+O</source>
+        <translation>Ctrl+O</translation>
+    </message>
+    <message>
+        <source>&amp;Quit</source>
+        <translation>&amp;Beenden</translation>
+    </message>
+    <message>
+        <source>Quit Kivo Studio</source>
+        <translation>Kivo Studio beenden</translation>
+    </message>
+    <message>
+        <source>Ctrl+Q</source>
+        <translation>Ctrl+Q</translation>
+    </message>
+    <message>
+        <source>&amp;Run</source>
+        <translation>&amp;Ausführen</translation>
+    </message>
+    <message>
+        <source>Run the model on the local simulator</source>
+        <translation>Das Modell mit dem lokalen Simulator ausführen</translation>
+    </message>
+    <message>
+        <source>F5</source>
+        <translation>F5</translation>
+    </message>
+    <message>
+        <source>&amp;Cancel</source>
+        <translation>Abbre&amp;chen</translation>
+    </message>
+    <message>
+        <source>Ask the simulation to stop at the end of its current step</source>
+        <translation>Die Simulation bitten, am Ende des aktuellen Schritts anzuhalten</translation>
+    </message>
+    <message>
+        <source>Shift+F5</source>
+        <translation>Shift+F5</translation>
+    </message>
+    <message>
+        <source>&amp;Terminate</source>
+        <translation>Sofort &amp;beenden</translation>
+    </message>
+    <message>
+        <source>End the simulation now</source>
+        <translation>Die Simulation sofort beenden</translation>
+    </message>
+    <message>
+        <source>Ctrl+Shift+F5</source>
+        <translation>Ctrl+Shift+F5</translation>
+    </message>
+    <message>
+        <source>Run &amp;options...</source>
+        <translation>Lauf&amp;optionen...</translation>
+    </message>
+    <message>
+        <source>Edit the run options of the local simulator</source>
+        <translation>Die Laufoptionen des lokalen Simulators bearbeiten</translation>
+    </message>
+    <message>
+        <source>Ctrl+,</source>
+        <translation>Ctrl+,</translation>
+    </message>
+    <message>
+        <source>&amp;Monitor...</source>
+        <translation>Über&amp;wachen...</translation>
+    </message>
+    <message>
+        <source>Connect to the monitoring server of a running simulation</source>
+        <translation>Mit dem Überwachungsserver einer laufenden Simulation verbinden</translation>
+    </message>
+    <message>
+        <source>F7</source>
+        <translation>F7</translation>
+    </message>
+    <message>
+        <source>Server &amp;info...</source>
+        <translation>Server-&amp;Info...</translation>
+    </message>
+    <message>
+        <source>Show what the monitoring server reports about itself</source>
+        <translation>Anzeigen, was der Überwachungsserver über sich selbst meldet</translation>
+    </message>
+    <message>
+        <source>F8</source>
+        <translation>F8</translation>
+    </message>
+    <message>
+        <source>&amp;Disconnect</source>
+        <translation>Verbindung &amp;trennen</translation>
+    </message>
+    <message>
+        <source>Close the monitoring connection</source>
+        <translation>Die Überwachungsverbindung schließen</translation>
+    </message>
+    <message>
+        <source>Ctrl+D</source>
+        <translation>Ctrl+D</translation>
+    </message>
+    <message>
+        <source>&amp;About Kivo Studio...</source>
+        <translation>&amp;Über Kivo Studio...</translation>
+    </message>
+    <message>
+        <source>Versions of the library and its dependencies</source>
+        <translation>Versionen der Bibliothek und ihrer Abhängigkeiten</translation>
+    </message>
+    <message>
+        <source>Looking for the simulator...</source>
+        <translation>Simulator wird gesucht...</translation>
+    </message>
+    <message>
+        <source>Kivo %1 (revision %2), default configuration %3</source>
+        <translation>Kivo %1 (Revision %2), Standardkonfiguration %3</translation>
+    </message>
+    <message>
+        <source>No usable simulator at %1: only remote monitoring is available</source>
+        <translation>Kein verwendbarer Simulator unter %1: nur die entfernte Überwachung ist verfügbar</translation>
+    </message>
+    <message>
+        <source>%1 - Kivo Studio</source>
+        <translation>%1 - Kivo Studio</translation>
+    </message>
+    <message>
+        <source>Open a Kivo model</source>
+        <translation>Ein Kivo-Modell öffnen</translation>
+    </message>
+    <message>
+        <source>Kivo models (*.lua);;All files (*)</source>
+        <translation>Kivo-Modelle (*.lua);;Alle Dateien (*)</translation>
+    </message>
+    <message>
+        <source>Run %1 (%2)</source>
+        <translation>Lauf %1 (%2)</translation>
+    </message>
+    <message>
+        <source>&lt;h3&gt;Kivo Studio&lt;/h3&gt;&lt;p&gt;A host of %1 %2 (%3), revision %4, built %5.&lt;/p&gt;</source>
+        <translation>&lt;h3&gt;Kivo Studio&lt;/h3&gt;&lt;p&gt;Eine Anwendung für %1 %2 (%3), Revision %4, erstellt am %5.&lt;/p&gt;</translation>
+    </message>
+    <message>
+        <source>&lt;p&gt;Built against:&lt;/p&gt;&lt;ul&gt;</source>
+        <translation>&lt;p&gt;Erstellt mit:&lt;/p&gt;&lt;ul&gt;</translation>
+    </message>
+    <message>
+        <source>&lt;p&gt;Simulator: Kivo %1, revision %2&lt;/p&gt;</source>
+        <translation>&lt;p&gt;Simulator: Kivo %1, Revision %2&lt;/p&gt;</translation>
+    </message>
+    <message>
+        <source>About Kivo Studio</source>
+        <translation>Über Kivo Studio</translation>
+    </message>
+</context>
+</TS>
