@@ -50,3 +50,20 @@ string(FIND "${last_output}" "kivoClientLib" found)
 if(found EQUAL -1)
   message(FATAL_ERROR "The consumer printed no release record")
 endif()
+
+# The installed tools run from the prefix alone: kivo-studio finds the
+# simulator beside it, the simulator its config/, and the default model is
+# the installed example.
+run(${prefix}/bin/kivo-monitor --help)
+set(studio_dir ${WORK_DIR}/studio)
+file(MAKE_DIRECTORY ${studio_dir})
+run(${CMAKE_COMMAND} -E env XDG_CONFIG_HOME=${studio_dir}/config
+    ${prefix}/bin/kivo-studio --headless --timeout 120
+    --screenshot ${studio_dir}/shot.png --summary ${studio_dir}/summary.txt)
+file(READ ${studio_dir}/summary.txt summary)
+foreach(line "model: ${prefix}/share/kivoClientLib/examples/heat1d.lua" "status: Finished")
+  string(FIND "${summary}" "${line}\n" found)
+  if(found EQUAL -1)
+    message(FATAL_ERROR "The installed kivo-studio's summary lacks \"${line}\":\n${summary}")
+  endif()
+endforeach()
