@@ -13,6 +13,7 @@
 #include <QFileInfo>
 #include <QLibraryInfo>
 #include <QLocale>
+#include <QMetaEnum>
 #include <QSaveFile>
 #include <QTextStream>
 #include <QTimer>
@@ -76,11 +77,25 @@ void loadTranslations(QApplication &app, const QLocale &locale)
     }
 }
 
+// The offscreen platform warns about every dialog it cannot size for a
+// window manager; in a headless run that says nothing to the user.
+QtMessageHandler previousHandler = nullptr;
+
+void quietOffscreenWarnings(QtMsgType type, const QMessageLogContext &context, const QString &msg)
+{
+    if (type == QtWarningMsg && msg.contains(QLatin1String("propagateSizeHints")))
+        return;
+    if (previousHandler)
+        previousHandler(type, context, msg);
+}
+
 } // namespace
 
 int main(int argc, char **argv)
 {
     const bool headless = wantsHeadless(argc, argv);
+    if (headless)
+        previousHandler = qInstallMessageHandler(quietOffscreenWarnings);
     if (headless && qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
         qputenv("QT_QPA_PLATFORM", "offscreen");
 
@@ -183,7 +198,10 @@ int main(int argc, char **argv)
         [&](KvcActionManager::ExecutionStatus status) {
             // Let the charts draw their last frames first.
             QTimer::singleShot(1500, &window, [&, status] {
-                finish(KvcActionManager::execStatusStr(status),
+                // The summary is read by scripts: the status in its untranslated form.
+                finish(QString::fromLatin1(
+                           QMetaEnum::fromType<KvcActionManager::ExecutionStatus>().valueToKey(
+                               status)),
                     status == KvcActionManager::Finished ? 0 : 1);
             });
         });
