@@ -1,0 +1,334 @@
+// The whole monitoring chain at full speed: the real simulator `kivo` runs a
+// model without pacing (examples/bench-flood.lua by default) and streams its
+// samples to a KvCommClient here; the client's store feeds a KvcResultsData,
+// which a shown KvcResultsWidget (offscreen) draws. Reports, in one run:
+// - samples and component values per second received and stored, over the
+//   time from the first to the last batch stored;
+// - latency: from a batch leaving the simulator to its samples being stored.
+//   The simulator stamps each batch with the milliseconds since its start,
+//   and its clock starts right before it reports Loading; ours starts when the
+//   Loading status arrives. Latency = our clock at storage - the stamp; it
+//   reads low by the Loading status's own transit (well under a millisecond on
+//   an idle loopback) and carries the stamp's millisecond truncation (0..1 ms
+//   high);
+// - the GUI's event-loop stalls: a 1 ms precise timer records the gaps
+//   between its ticks while the run lasts (worst and p99);
+// - peak memory (VmHWM) and its growth over the run per stored value, and the
+//   store's own bytes per value (vector capacities);
+// - lost or reordered samples: the store counts missed sequence numbers;
+// - the floors, measured in the same run afterwards: raw loopback TCP with the
+//   same number of bytes as the sample frames, and appending the same number of
+//   doubles to a plain std::vector.
+//
+// Usage: bench_endtoend [model.lua]
+
+#include "kvcresultswidget.h"
+
+#include "kvcactionmanager.h"
+#include "kvcresultsdata.h"
+
+#include <kvcommclient.h>
+#include <kvcommclientdata.h>
+#include <kvcommframewriter.h>
+
+#include <QAction>
+#include <QApplication>
+#include <QDir>
+#include <QElapsedTimer>
+#include <QFile>
+#include <QFileInfo>
+#include <QProcess>
+#include <QRegularExpression>
+#include <QTemporaryDir>
+#include <QTimer>
+
+#include <algorithm>
+#include <cstdio>
+#include <cstring>
+#include <thread>
+#include <vector>
+
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+namespace {
+
+double percentile(std::vector<double> v, double p)
+{
+    if (v.empty())
+        return 0.0;
+    std::sort(v.begin(), v.end());
+    return v[std::min(v.size() - 1, size_t(p * double(v.size() - 1) + 0.5))];
+}
+
+// A line of /proc/self/status in kB, or -1.
+qint64 procStatusKb(const char *key)
+{
+    QFile f(QStringLiteral("/proc/self/status"));
+    if (!f.open(QIODevice::ReadOnly))
+        return -1;
+    const QByteArray prefix = QByteArray(key) + ':';
+    for (const QByteArray &line : f.readAll().split('\n'))
+        if (line.startsWith(prefix))
+            return line.mid(prefix.size()).trimmed().split(' ').value(0).toLongLong();
+    return -1;
+}
+
+// Plain sockets, a writer thread and a reader: the most the loopback carries.
+double loopbackBytesPerSecond(qint64 bytes)
+{
+    const int listener = ::socket(AF_INET, SOCK_STREAM, 0);
+    sockaddr_in addr {};
+    addr.sin_family = AF_INET;
+    addr.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    socklen_t len = sizeof addr;
+    if (listener < 0 || ::bind(listener, reinterpret_cast<sockaddr *>(&addr), sizeof addr) != 0
+        || ::listen(listener, 1) != 0
+        || ::getsockname(listener, reinterpret_cast<sockaddr *>(&addr), &len) != 0) {
+        if (listener >= 0)
+            ::close(listener);
+        return -1;
+    }
+    std::thread writer([addr, bytes] {
+        const int s = ::socket(AF_INET, SOCK_STREAM, 0);
+        if (::connect(s, reinterpret_cast<const sockaddr *>(&addr), sizeof addr) == 0) {
+            std::vector<char> chunk(64 * 1024, 'x');
+            qint64 left = bytes;
+            while (left > 0) {
+                const ssize_t n = ::write(
+                    s, chunk.data(), size_t(std::min<qint64>(left, qint64(chunk.size()))));
+                if (n <= 0)
+                    break;
+                left -= n;
+            }
+        }
+        ::close(s);
+    });
+    const int r = ::accept(listener, nullptr, nullptr);
+    QElapsedTimer clock;
+    clock.start();
+    std::vector<char> buffer(64 * 1024);
+    qint64 got = 0;
+    while (r >= 0 && got < bytes) {
+        const ssize_t n = ::read(r, buffer.data(), buffer.size());
+        if (n <= 0)
+            break;
+        got += n;
+    }
+    const double s = clock.nsecsElapsed() / 1e9;
+    writer.join();
+    if (r >= 0)
+        ::close(r);
+    ::close(listener);
+    return got == bytes ? double(bytes) / s : -1;
+}
+
+double vectorAppendValuesPerSecond(qint64 values)
+{
+    QElapsedTimer clock;
+    clock.start();
+    std::vector<double> v;
+    for (qint64 i = 0; i < values; ++i)
+        v.push_back(double(i) * 1e-3);
+    const double s = clock.nsecsElapsed() / 1e9;
+    // Keep the loop from being optimised away.
+    volatile double sink = v.empty() ? 0.0 : v.back();
+    (void)sink;
+    return double(values) / s;
+}
+
+} // namespace
+
+int main(int argc, char *argv[])
+{
+    qputenv("QT_QPA_PLATFORM", "offscreen");
+    QApplication app(argc, argv);
+    const QStringList args = app.arguments();
+    const QString model
+        = args.size() > 1 ? args.at(1) : QStringLiteral(KVC_EXAMPLES_DIR "/bench-flood.lua");
+    const QString kivo
+        = QDir(QCoreApplication::applicationDirPath()).filePath(QStringLiteral("kivo"));
+    if (!QFileInfo(kivo).isExecutable()) {
+        std::fprintf(stderr, "no simulator at %s: build the target kivo\n", qPrintable(kivo));
+        return 2;
+    }
+    QTemporaryDir tmp;
+    if (!tmp.isValid()) {
+        std::fprintf(stderr, "no temporary directory: %s\n", qPrintable(tmp.errorString()));
+        return 2;
+    }
+    const QString connFile = tmp.filePath(QStringLiteral("conn.lua"));
+
+    QAction run, cancel, terminate, config, monitor, serverInfo, disconnect;
+    KvcActionManager manager(
+        &run, &cancel, &terminate, &config, &monitor, &serverInfo, &disconnect);
+    KvCommClient client;
+    auto results = QSharedPointer<KvcResultsData>::create();
+    results->setSimulationData(client.clientData());
+    KvcResultsWidget view(&manager, KvcActionManager::Running, results);
+    view.resize(1200, 800);
+    view.show();
+
+    const qint64 baselineKb = procStatusKb("VmRSS");
+
+    // Stalls of the event loop, from the connection to the final status.
+    QElapsedTimer wall;
+    wall.start();
+    std::vector<double> gaps;
+    gaps.reserve(1 << 20);
+    qint64 lastTick = -1;
+    bool measuring = false;
+    QTimer ticker;
+    ticker.setTimerType(Qt::PreciseTimer);
+    ticker.setInterval(1);
+    QObject::connect(&ticker, &QTimer::timeout, [&] {
+        const qint64 now = wall.nsecsElapsed();
+        if (measuring && lastTick >= 0)
+            gaps.push_back((now - lastTick) / 1e6);
+        lastTick = now;
+    });
+    ticker.start();
+
+    QElapsedTimer sinceLoading;
+    qint64 samples = 0, values = 0, batches = 0;
+    double firstStoredMs = -1, lastStoredMs = 0;
+    std::vector<double> latencies;
+    latencies.reserve(1 << 18);
+    QByteArray oneBatchFrame;
+    qint64 frameBytes = 0;
+    // Connected after the results model's connection: runs once the batch is stored.
+    QObject::connect(client.clientData().data(), &KvCommClientData::trackedDataReceived, &app,
+        [&](const QList<KvCommClientTrackedData> &list, qint64 elapsedMs) {
+            const double now = sinceLoading.isValid() ? sinceLoading.nsecsElapsed() / 1e6 : 0.0;
+            if (firstStoredMs < 0)
+                firstStoredMs = now;
+            lastStoredMs = now;
+            ++batches;
+            samples += list.size();
+            qint64 n = 0;
+            for (const KvCommClientTrackedData &s : list)
+                n += s.values.size();
+            values += n;
+            latencies.push_back(now - double(elapsedMs));
+            // Every batch of a run has the same shape: one encoding gives the wire size.
+            if (oneBatchFrame.isEmpty())
+                oneBatchFrame = KvCommFrameWriter::samples(list, elapsedMs, samples);
+            frameBytes += oneBatchFrame.size();
+        });
+
+    int exitCode = 0;
+    double runningMs = 0, finishedMs = 0;
+    QString failure;
+    QObject::connect(&client, &KvCommClient::simulationStatusChanged, &app,
+        [&](KvCommSimulationStatus status, const QDateTime &) {
+            if (status == KvCommStatusLoading) {
+                sinceLoading.start();
+                measuring = true;
+            } else if (status == KvCommStatusRunning) {
+                runningMs = sinceLoading.nsecsElapsed() / 1e6;
+            } else if (status >= KvCommStatusFinished) {
+                finishedMs = sinceLoading.nsecsElapsed() / 1e6;
+                measuring = false;
+                if (status != KvCommStatusFinished)
+                    failure
+                        = QStringLiteral("the simulation ended with status %1").arg(int(status));
+                // A last frame or two of the view before stopping.
+                QTimer::singleShot(200, &app, &QCoreApplication::quit);
+            }
+        });
+    QObject::connect(&client, &KvCommClient::serverError, &app, [&](const QString &msg) {
+        failure = QStringLiteral("client: ") + msg;
+        app.quit();
+    });
+
+    QProcess sim;
+    sim.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+    sim.setStandardOutputFile(QProcess::nullDevice());
+    QObject::connect(&sim, QOverload<int, QProcess::ExitStatus>::of(&QProcess::finished), &app,
+        [&](int code, QProcess::ExitStatus) { exitCode = code; });
+    sim.start(kivo,
+        {model, QStringLiteral("-local"), QStringLiteral("0"), QStringLiteral("-s"), connFile,
+            QStringLiteral("-wait"), QStringLiteral("0"), QStringLiteral("-noserver"),
+            QStringLiteral("-noconsole")});
+    if (!sim.waitForStarted(10000)) {
+        std::fprintf(stderr, "kivo did not start: %s\n", qPrintable(sim.errorString()));
+        return 2;
+    }
+
+    // The connection file appears once the server listens (written atomically).
+    QTimer poll;
+    QElapsedTimer pollClock;
+    pollClock.start();
+    QObject::connect(&poll, &QTimer::timeout, &app, [&] {
+        QFile f(connFile);
+        if (f.open(QIODevice::ReadOnly)) {
+            const QRegularExpressionMatch m
+                = QRegularExpression(QStringLiteral("port\\s*=\\s*(\\d+)"))
+                      .match(QString::fromUtf8(f.readAll()));
+            if (m.hasMatch()) {
+                poll.stop();
+                client.connectToServer(
+                    QStringLiteral("127.0.0.1"), quint16(m.captured(1).toUInt()), 5000);
+                return;
+            }
+        }
+        if (pollClock.elapsed() > 10000 || sim.state() == QProcess::NotRunning) {
+            poll.stop();
+            failure = QStringLiteral("no connection file from kivo");
+            app.quit();
+        }
+    });
+    poll.start(5);
+
+    app.exec();
+    ticker.stop();
+    const qint64 peakKb = procStatusKb("VmHWM");
+    if (!sim.waitForFinished(10000)) {
+        sim.kill();
+        sim.waitForFinished(2000);
+    }
+    // On a failure the figures so far still say how far the chain got.
+    if (!failure.isEmpty())
+        std::fprintf(stderr, "error: %s\n", qPrintable(failure));
+
+    // What the results model holds: every component vector and its x vector.
+    qint64 storeBytes = 0;
+    for (int id = 0; id < client.clientData()->simNumTrackedData(); ++id) {
+        const KvcResultsData::TrackedData &t = results->simTrackedData(id);
+        storeBytes += qint64(t.time.capacity()) * qint64(sizeof(double));
+        for (const QVector<double> &c : t.data)
+            storeBytes += qint64(c.capacity()) * qint64(sizeof(double));
+    }
+
+    const double seconds = (lastStoredMs - firstStoredMs) / 1000.0;
+    const qint64 missed = client.clientData()->samplesMissed();
+    std::printf("model %s, kivo exit code %d\n", qPrintable(QFileInfo(model).fileName()), exitCode);
+    std::printf("stored: %lld batches, %lld samples, %lld component values in %.3f s\n", batches,
+        samples, values, seconds);
+    std::printf("Running status at %.1f ms, final status at %.1f ms after Loading\n", runningMs,
+        finishedMs);
+    std::printf("throughput: %.3g samples/s, %.3g values/s, %.3g batches/s\n", samples / seconds,
+        values / seconds, batches / seconds);
+    std::printf("latency server -> stored: median %.2f ms, p99 %.2f ms, max %.2f ms\n",
+        percentile(latencies, 0.5), percentile(latencies, 0.99), percentile(latencies, 1.0));
+    std::printf("GUI event loop (1 ms timer): worst gap %.1f ms, p99 %.2f ms, %zu ticks\n",
+        percentile(gaps, 1.0), percentile(gaps, 0.99), gaps.size());
+    std::printf("memory: VmRSS before %.1f MB, VmHWM %.1f MB: %.1f bytes per stored value over "
+                "the run; the results model holds %.1f bytes per value\n",
+        baselineKb / 1024.0, peakKb / 1024.0,
+        values ? (peakKb - baselineKb) * 1024.0 / double(values) : 0.0,
+        values ? double(storeBytes) / double(values) : 0.0);
+    std::printf("samples missed or out of order: %lld (received %lld)\n", missed,
+        client.clientData()->samplesReceived());
+
+    const double loopback = loopbackBytesPerSecond(frameBytes);
+    const double vectorRate = vectorAppendValuesPerSecond(values);
+    std::printf("floor, loopback TCP: %lld bytes (the sample frames) at %.1f MB/s = %.3g values/s; "
+                "end to end carried %.1f MB/s (%.1f %%)\n",
+        frameBytes, loopback / 1e6, loopback / double(frameBytes) * double(values),
+        frameBytes / seconds / 1e6, 100.0 * (frameBytes / seconds) / loopback);
+    std::printf("floor, std::vector append of %lld doubles: %.3g values/s\n", values, vectorRate);
+    return failure.isEmpty() ? 0 : 1;
+}
