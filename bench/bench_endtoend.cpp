@@ -20,7 +20,7 @@
 //   same number of bytes as the sample frames, and appending the same number of
 //   doubles to a plain std::vector.
 //
-// Usage: bench_endtoend [model.lua]
+// Usage: bench_endtoend [--no-antialias] [model.lua]
 
 #include "kvcresultswidget.h"
 
@@ -37,10 +37,13 @@
 #include <QElapsedTimer>
 #include <QFile>
 #include <QFileInfo>
+#include <QHash>
 #include <QProcess>
 #include <QRegularExpression>
 #include <QTemporaryDir>
 #include <QTimer>
+#include <QtCharts/QChartView>
+#include <QtCharts/QXYSeries>
 
 #include <algorithm>
 #include <cstdio>
@@ -139,13 +142,52 @@ double vectorAppendValuesPerSecond(qint64 values)
     return double(values) / s;
 }
 
+// Which event blocked the loop longest: the top-level dispatches, timed by the
+// receiver's class and the event type, so that a stall has a name.
+class BenchApp : public QApplication
+{
+public:
+    using QApplication::QApplication;
+
+    bool notify(QObject *receiver, QEvent *event) override
+    {
+        if (depth > 0)
+            return QApplication::notify(receiver, event);
+        // Named before: the receiver may delete itself while handling the event.
+        const QString key = QString::fromLatin1(receiver->metaObject()->className())
+            + QLatin1Char(' ') + QString::number(int(event->type()));
+        ++depth;
+        QElapsedTimer t;
+        t.start();
+        const bool result = QApplication::notify(receiver, event);
+        const double ms = t.nsecsElapsed() / 1e6;
+        --depth;
+        Cost &c = costs[key];
+        c.total += ms;
+        c.worst = std::max(c.worst, ms);
+        ++c.count;
+        return result;
+    }
+
+    struct Cost {
+        double total = 0;
+        double worst = 0;
+        qint64 count = 0;
+    };
+    QHash<QString, Cost> costs;
+    int depth = 0;
+};
+
 } // namespace
 
 int main(int argc, char *argv[])
 {
     qputenv("QT_QPA_PLATFORM", "offscreen");
-    QApplication app(argc, argv);
-    const QStringList args = app.arguments();
+    BenchApp app(argc, argv);
+    QStringList args = app.arguments();
+    // Diagnosis: the charts without antialiasing, to see what the wide
+    // antialiased lines cost.
+    const bool noAntialias = args.removeAll(QStringLiteral("--no-antialias")) > 0;
     const QString model
         = args.size() > 1 ? args.at(1) : QStringLiteral(KVC_EXAMPLES_DIR "/bench-flood.lua");
     const QString kivo
@@ -169,6 +211,9 @@ int main(int argc, char *argv[])
     results->setSimulationData(client.clientData());
     KvcResultsWidget view(&manager, KvcActionManager::Running, results);
     view.resize(1200, 800);
+    if (noAntialias)
+        for (QtCharts::QChartView *chartView : view.findChildren<QtCharts::QChartView *>())
+            chartView->setRenderHint(QPainter::Antialiasing, false);
     view.show();
 
     const qint64 baselineKb = procStatusKb("VmRSS");
@@ -322,6 +367,27 @@ int main(int argc, char *argv[])
         values ? double(storeBytes) / double(values) : 0.0);
     std::printf("samples missed or out of order: %lld (received %lld)\n", missed,
         client.clientData()->samplesReceived());
+
+    // Where the GUI thread's time went, and the picture it drew.
+    QVector<QPair<double, QString>> byTotal;
+    for (auto it = app.costs.cbegin(); it != app.costs.cend(); ++it)
+        byTotal.append({it.value().total, it.key()});
+    std::sort(byTotal.begin(), byTotal.end(), std::greater<>());
+    for (int i = 0; i < std::min(6, int(byTotal.size())); ++i) {
+        const BenchApp::Cost &c = app.costs[byTotal[i].second];
+        std::printf("  GUI time in %-36s %8.0f ms, %7lld events, worst %.1f ms\n",
+            qPrintable(byTotal[i].second), c.total, c.count, c.worst);
+    }
+    for (QtCharts::QChartView *chartView : view.findChildren<QtCharts::QChartView *>()) {
+        int series = 0, points = 0;
+        for (QtCharts::QAbstractSeries *s : chartView->chart()->series()) {
+            ++series;
+            if (auto *xy = qobject_cast<QtCharts::QXYSeries *>(s))
+                points += xy->count();
+        }
+        std::printf("  chart \"%s\": %d series, %d points drawn\n",
+            qPrintable(chartView->chart()->title()), series, points);
+    }
 
     const double loopback = loopbackBytesPerSecond(frameBytes);
     const double vectorRate = vectorAppendValuesPerSecond(values);
