@@ -16,6 +16,15 @@ namespace {
 constexpr int hookInterval = 10000;
 constexpr int maxDepth = 32;
 constexpr int maxValues = 100000;
+// Bytes of text that one getGlobal() copies out: a string may be referenced
+// any number of times, and each reference becomes a copy of its own.
+constexpr qint64 maxTextBytes = qint64(LuaEnv::memoryLimit);
+// More elements than the memory limit could ever hold (16 bytes each): a
+// table function asked to walk further would loop in C, out of the hook's
+// reach.
+constexpr lua_Integer maxElements = lua_Integer(LuaEnv::memoryLimit / 16);
+
+constexpr size_t maxErrorBytes = 1000;
 
 const char timeLimitText[] = "script ran longer than 1 s";
 
@@ -37,6 +46,9 @@ public:
     static LuaSandbox *of(lua_State *L);
 
     void startClock();
+    /// Raises the time-limit error once the time is up; for C functions whose
+    /// loops the instruction hook does not see.
+    static void checkClock(lua_State *L);
 };
 
 void *LuaSandbox::allocate(void *ud, void *ptr, size_t osize, size_t nsize)
@@ -82,6 +94,16 @@ void LuaSandbox::hook(lua_State *L, lua_Debug *)
         luaL_error(L, timeLimitText);
 }
 
+void LuaSandbox::checkClock(lua_State *L)
+{
+    LuaSandbox *box = of(L);
+    if (box->timedOut || (box->clock.isValid() && box->clock.elapsed() > LuaEnv::timeLimitMs)) {
+        box->timedOut = true;
+        lua_sethook(L, &LuaSandbox::hook, LUA_MASKCOUNT, 1);
+        luaL_error(L, timeLimitText);
+    }
+}
+
 void LuaSandbox::startClock()
 {
     timedOut = false;
@@ -115,6 +137,58 @@ int safeSetMetatable(lua_State *L)
     return lua_gettop(L);
 }
 
+// Calls the function kept as upvalue 1 with the arguments as they are.
+int callOriginal(lua_State *L)
+{
+    lua_pushvalue(L, lua_upvalueindex(1));
+    lua_insert(L, 1);
+    lua_call(L, lua_gettop(L) - 1, LUA_MULTRET);
+    return lua_gettop(L);
+}
+
+// string.rep of empty texts loops n times in C without producing anything
+// that the memory limit would catch.
+int safeStringRep(lua_State *L)
+{
+    LuaSandbox::checkClock(L);
+    if (lua_type(L, 1) == LUA_TSTRING && lua_rawlen(L, 1) == 0
+        && (lua_isnoneornil(L, 3) || (lua_type(L, 3) == LUA_TSTRING && lua_rawlen(L, 3) == 0))) {
+        luaL_checkinteger(L, 2);
+        lua_pushliteral(L, "");
+        return 1;
+    }
+    return callOriginal(L);
+}
+
+// table.move walks its whole range in C, even over nothing.
+int safeTableMove(lua_State *L)
+{
+    LuaSandbox::checkClock(L);
+    const lua_Integer first = luaL_checkinteger(L, 2);
+    const lua_Integer last = luaL_checkinteger(L, 3);
+    if (last >= first && (first < 0 ? last >= maxElements + first : last - first >= maxElements))
+        return luaL_error(L, "table.move: range too large");
+    return callOriginal(L);
+}
+
+// table.insert and table.remove shift elements up to the table's length in
+// C, and __len can make that length anything.
+int safeTableShift(lua_State *L)
+{
+    LuaSandbox::checkClock(L);
+    luaL_checktype(L, 1, LUA_TTABLE);
+    if (luaL_len(L, 1) > maxElements)
+        return luaL_error(L, "table too long to shift");
+    return callOriginal(L);
+}
+
+void wrapField(lua_State *L, const char *name, lua_CFunction wrapper)
+{
+    lua_getfield(L, -1, name);
+    lua_pushcclosure(L, wrapper, 1);
+    lua_setfield(L, -2, name);
+}
+
 // Runs in protected mode: every allocation below may fail.
 int openLibraries(lua_State *L)
 {
@@ -131,6 +205,9 @@ int openLibraries(lua_State *L)
 
     if (libraries & LuaEnv::TableLibrary) {
         luaL_requiref(L, LUA_TABLIBNAME, luaopen_table, 1);
+        wrapField(L, "move", safeTableMove);
+        wrapField(L, "insert", safeTableShift);
+        wrapField(L, "remove", safeTableShift);
         lua_pop(L, 1);
     }
     if (libraries & LuaEnv::MathLibrary) {
@@ -144,6 +221,7 @@ int openLibraries(lua_State *L)
         static const char *const unsafeString[]
             = {"find", "match", "gmatch", "gsub", "dump", "pack", "packsize", "unpack", nullptr};
         removeFields(L, unsafeString);
+        wrapField(L, "rep", safeStringRep);
         lua_pop(L, 1);
     }
     return 0;
@@ -182,23 +260,29 @@ int readGlobal(lua_State *L)
     return 1;
 }
 
-QVariant toVariant(lua_State *L, int index, int depth, int &budget);
+// What one conversion may still copy out.
+struct Budget {
+    int values = maxValues;
+    qint64 textBytes = maxTextBytes;
+};
 
-LuaTable toTable(lua_State *L, int index, int depth, int &budget)
+QVariant toVariant(lua_State *L, int index, int depth, Budget &budget);
+
+LuaTable toTable(lua_State *L, int index, int depth, Budget &budget)
 {
     LuaTable table = LuaTable::emptyTable();
     index = lua_absindex(L, index);
     if (depth >= maxDepth || !lua_checkstack(L, 3))
         return table;
     const lua_Integer length = static_cast<lua_Integer>(lua_rawlen(L, index));
-    for (lua_Integer i = 1; i <= length && budget > 0; ++i) {
+    for (lua_Integer i = 1; i <= length && budget.values > 0; ++i) {
         lua_rawgeti(L, index, i);
         table.appendSequence(toVariant(L, -1, depth + 1, budget));
         lua_pop(L, 1);
     }
     lua_pushnil(L);
     while (lua_next(L, index) != 0) {
-        if (budget <= 0) {
+        if (budget.values <= 0) {
             lua_pop(L, 2);
             break;
         }
@@ -214,9 +298,9 @@ LuaTable toTable(lua_State *L, int index, int depth, int &budget)
 }
 
 // Uses no call that can raise an error or run script code.
-QVariant toVariant(lua_State *L, int index, int depth, int &budget)
+QVariant toVariant(lua_State *L, int index, int depth, Budget &budget)
 {
-    if (--budget < 0)
+    if (--budget.values < 0)
         return QVariant();
     switch (lua_type(L, index)) {
     case LUA_TBOOLEAN:
@@ -228,6 +312,11 @@ QVariant toVariant(lua_State *L, int index, int depth, int &budget)
     case LUA_TSTRING: {
         size_t size = 0;
         const char *text = lua_tolstring(L, index, &size);
+        if (qint64(size) > budget.textBytes) {
+            budget.values = 0; // everything from here on is left out
+            return QVariant();
+        }
+        budget.textBytes -= qint64(size);
         return QVariant(QString::fromUtf8(text, static_cast<int>(qMin<size_t>(size, INT_MAX))));
     }
     case LUA_TTABLE:
@@ -241,8 +330,15 @@ QString errorText(lua_State *L, int status)
 {
     // A script may raise any value; only strings are read, so no __tostring
     // metamethod runs here.
-    if (lua_type(L, -1) == LUA_TSTRING)
-        return QString::fromUtf8(lua_tostring(L, -1));
+    if (lua_type(L, -1) == LUA_TSTRING) {
+        // The text ends up in a message box: a script must not fill it with
+        // megabytes.
+        size_t size = 0;
+        const char *text = lua_tolstring(L, -1, &size);
+        if (size > maxErrorBytes)
+            return QString::fromUtf8(text, int(maxErrorBytes)) + QStringLiteral("...");
+        return QString::fromUtf8(text, int(size));
+    }
     if (status == LUA_ERRMEM)
         return QString();
     return QStringLiteral("script raised an error that is not a text (a %1 value)")
@@ -337,6 +433,8 @@ bool LuaEnv::runScript(QString fileName, QString args, QString &error)
         error = QStringLiteral("script exceeded 16 MiB of memory");
     else if (call.loadStatus == LUA_ERRSYNTAX)
         error = QStringLiteral("syntax error: %1").arg(message);
+    else if (message.isEmpty())
+        error = QStringLiteral("script raised an empty error");
     else
         error = message;
     return false;
@@ -356,7 +454,7 @@ QVariant LuaEnv::getGlobal(const char *name, StackOption option)
         lua_pop(L, 1);
         return QVariant();
     }
-    int budget = maxValues;
+    Budget budget;
     const QVariant value = toVariant(L, -1, 0, budget);
     if (option != KeepOnStack)
         lua_pop(L, 1);

@@ -24,7 +24,9 @@ class LuaSandbox;
 ///   that catches the error with pcall still ends;
 /// - 16 MiB of memory for the whole environment ("script exceeded 16 MiB of
 ///   memory");
-/// - 4 MiB of script text.
+/// - 4 MiB of script text;
+/// - C loops the hook cannot see are refused: table.move, table.insert and
+///   table.remove over more elements than the memory limit could hold.
 ///
 /// The environment is created by AutoLuaEnv, which owns it; LuaEnv carries
 /// the operations. Not copyable; use from one thread at a time.
@@ -73,8 +75,8 @@ public:
     /// (metamethods are not called): nil as an invalid QVariant, a boolean
     /// as bool, an integer as qlonglong, a float as double, a string as
     /// QString (UTF-8), a table as LuaTable (nested tables too, at most 32
-    /// levels and 100000 values in all; what lies beyond is left out),
-    /// anything else (functions, userdata) as an invalid QVariant.
+    /// levels, 100000 values and 16 MiB of text in all; what lies beyond is
+    /// left out), anything else (functions, userdata) as an invalid QVariant.
     QVariant getGlobal(const char *name, StackOption option);
 
     /// Values kept on the stack by KeepOnStack reads; runScript() drops them.

@@ -52,6 +52,14 @@ private slots:
             << QByteArray("g = string.upper('ab') .. ('x'):rep(2)") << QVariant(QString("ABxx"));
         QTest::newRow("table library")
             << QByteArray("g = table.concat({'a', 'b'}, ',')") << QVariant(QString("a,b"));
+        QTest::newRow("string.rep of empty text ends at once")
+            << QByteArray("g = string.rep('', 1 << 53, '')") << QVariant(QString(""));
+        QTest::newRow("string.rep with separator still works")
+            << QByteArray("g = string.rep('ab', 3, '-')") << QVariant(QString("ab-ab-ab"));
+        QTest::newRow("table.move, insert and remove still work")
+            << QByteArray("local t = {1, 2, 3} table.insert(t, 1, 0) table.remove(t)"
+                          " g = table.concat(table.move(t, 1, 3, 2, {}), ',', 2, 4)")
+            << QVariant(QString("0,1,2"));
         QTest::newRow("shebang line skipped")
             << QByteArray("#!/usr/bin/lua\ng = 1") << QVariant(qlonglong(1));
     }
@@ -224,6 +232,20 @@ private slots:
         QTest::newRow("syntax error") << QByteArray("port = = 5") << "syntax error";
         QTest::newRow("runtime error names the line")
             << QByteArray("\n\nerror('boom')") << ":3: boom";
+        QTest::newRow("table.move over a range no table can hold")
+            << QByteArray("table.move({}, 1, 1 << 53, 1)") << "range too large";
+        QTest::newRow("table.move from a negative index")
+            << QByteArray("table.move({}, math.mininteger, -1, 1)") << "range too large";
+        QTest::newRow("table.move repeated until the time is up") << QByteArray(
+            "while true do table.move({}, 1, 1000000, 2) end") << "script ran longer than 1 s";
+        QTest::newRow("table.remove under a huge __len") << QByteArray(
+            "table.remove(setmetatable({}, {__len = function() return 1 << 53 end}), 1)")
+                                                         << "table too long to shift";
+        QTest::newRow("table.insert under a huge __len") << QByteArray(
+            "table.insert(setmetatable({}, {__len = function() return 1 << 53 end}), 1, 0)")
+                                                         << "table too long to shift";
+        QTest::newRow("empty error text is replaced")
+            << QByteArray("error('', 0)") << "script raised an empty error";
         QTest::newRow("error value that is not text")
             << QByteArray("error({})") << "not a text (a table value)";
     }
@@ -241,6 +263,31 @@ private slots:
         QString again;
         QVERIFY2(env.runScript(writeScript("ok = 1"), QString(), again), qPrintable(again));
         QCOMPARE(env.getGlobal("ok", LuaEnv::PopFromStack), QVariant(qlonglong(1)));
+    }
+
+    void hugeErrorTextIsCut()
+    {
+        AutoLuaEnv env(255);
+        QString error;
+        QVERIFY(
+            !env.runScript(writeScript("error(string.rep('x', 1 << 20), 0)"), QString(), error));
+        QVERIFY(error.startsWith("xxx"));
+        QVERIFY2(error.size() < 2000, qPrintable(QString::number(error.size())));
+    }
+
+    void repeatedBigStringIsCopiedWithinBounds()
+    {
+        // 1000 references to one 6 MiB string would be 1000 copies of it.
+        AutoLuaEnv env(255);
+        QString error;
+        QVERIFY2(env.runScript(writeScript("local s = string.rep('x', 6 << 20) t = {}"
+                                           " for i = 1, 1000 do t[i] = s end"),
+                     QString(), error),
+            qPrintable(error));
+        const LuaTable table = env.getGlobal("t", LuaEnv::PopFromStack).value<LuaTable>();
+        const QStringList list = table.toStringList();
+        QCOMPARE(list.size(), 2);
+        QCOMPARE(list.first().size(), 6 << 20);
     }
 
     void missingFileIsAnError()
