@@ -32,6 +32,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 
 #ifdef KVC_FUZZ_REPLAY
 
+#include "fuzzreplay.h"
+
 namespace {
 
 QByteArray handMade(const std::function<void(QCborStreamWriter &)> &write)
@@ -133,30 +135,7 @@ int main(int argc, char *argv[])
 {
     if (argc == 3 && QByteArray(argv[1]) == "--generate")
         return generate(QString::fromLocal8Bit(argv[2]));
-    int files = 0;
-    for (int i = 1; i < argc; ++i) {
-        QStringList paths;
-        const QString arg = QString::fromLocal8Bit(argv[i]);
-        if (QFileInfo(arg).isDir()) {
-            for (const QString &name : QDir(arg).entryList(QDir::Files, QDir::Name))
-                paths << arg + QLatin1Char('/') + name;
-        } else {
-            paths << arg;
-        }
-        for (const QString &path : paths) {
-            QFile f(path);
-            if (!f.open(QIODevice::ReadOnly)) {
-                std::fprintf(stderr, "cannot read %s\n", qPrintable(path));
-                return 1;
-            }
-            const QByteArray data = f.readAll();
-            LLVMFuzzerTestOneInput(
-                reinterpret_cast<const uint8_t *>(data.constData()), size_t(data.size()));
-            ++files;
-        }
-    }
-    std::printf("%d inputs replayed\n", files);
-    return files > 0 ? 0 : 1;
+    return replayFuzzInputs(argc, argv);
 }
 
 #endif
