@@ -3,6 +3,7 @@
 #include "kvcchartseriesfeeder.h"
 #include "kvclogbuffer.h"
 
+#include <QCoreApplication>
 #include <QDragEnterEvent>
 #include <QDragLeaveEvent>
 #include <QDragMoveEvent>
@@ -24,11 +25,32 @@ const char graphIndexMime[] = "application/x-GraphIndex";
 // A frame: points, ranges and log text reach the widgets at most this often.
 constexpr int frameIntervalMs = 16;
 
-// Qt Charts strokes every segment of a wide antialiased line on its own, so
-// repainting a chart costs more than bringing its series up to date; a frame
-// updates at most this many charts (the next ones in turn), the others follow
-// in the next frame.
+// Qt Charts recomputes a series' whole geometry on replace() (about a
+// microsecond per point) and strokes every segment of the 3 px pen on paint
+// (about as much again): a chart costs in proportion to the points it holds,
+// whatever changed. So the points of a chart are capped, shared by its series
+// (a series of a chart with many gets coarser pixel columns)...
+constexpr int chartPointBudget = 6000;
+// Painting a 3 px antialiased line costs about as much per segment as per
+// 5 pixels of its length (measured: some 1.5 us and 0.3 us), and a noisy
+// series is a band of vertical strokes as high as the plot: a chart whose
+// strokes would cost more than this many pixels' worth (some 10-15 ms) gets
+// coarser columns...
+constexpr double chartStrokeBudget = 40000.0;
+constexpr double segmentStrokeCost = 5.0;
+// ...but never below this many columns per series.
+constexpr int minColumnsPerSeries = 4;
+// A frame updates at most this many charts (the next ones in turn) and stops
+// early once it has spent frameBudgetMs; the others follow in the next frame.
 constexpr int chartsPerFrame = 2;
+constexpr qint64 frameBudgetMs = 8;
+// A chart is updated again only after paceFactor times what its last update
+// and repaint took: the four charts then take at most 4 / paceFactor of the
+// GUI thread, which leaves the rest to reading the stream and to the user.
+constexpr qint64 paceFactor = 10;
+// Samples a chart scans per frame while rebuilding its columns, shared by its
+// series.
+constexpr int chartRebuildBudget = 1 << 20;
 
 // Columns assumed for a plot that has not been laid out yet.
 constexpr int fallbackColumns = 1024;
@@ -38,10 +60,7 @@ bool isLive(KvcActionManager::ExecutionStatus status)
     return status == KvcActionManager::Loading || status == KvcActionManager::Running;
 }
 
-QLineSeries *newSeries(QChart *chart)
-{
-    return new QLineSeries(chart);
-}
+QLineSeries *newSeries(QChart *chart) { return new QLineSeries(chart); }
 
 // Widens the series' own pen once the chart's theme has given it its colour:
 // a pen set before that would keep every line black.
@@ -72,6 +91,7 @@ struct KvcResultsWidget::ChartData {
     bool source(const KvcResultsData &data, int component, const QVector<double> *&xs,
         const QVector<double> *&ys) const;
     void flush(const KvcResultsData &data, qreal pixelRatio);
+    double strokeLength(qreal pixelRatio) const;
 
     QChart *chart = nullptr;
     QValueAxis *xAxis = nullptr;
@@ -81,6 +101,13 @@ struct KvcResultsWidget::ChartData {
     GraphicsData *graphic = nullptr;
     // Something changed since the last flush.
     bool dirty = false;
+    // Pacing, on the view's frame clock: not flushed again before this time.
+    qint64 notBeforeNs = 0;
+    // What the chart's last repaint took.
+    qint64 paintNs = 0;
+    // Columns per series that keep the strokes within their budget, 0 for
+    // no limit; adapted after each flush.
+    int strokeColumns = 0;
 
     // One per series, in the order the series were added: the series shows
     // samples [first, end) of its source (x: the history's times, y: the
@@ -254,19 +281,68 @@ void KvcResultsWidget::ChartData::flush(const KvcResultsData &data, qreal pixelR
     int columns = qRound(chart->plotArea().width() * pixelRatio);
     if (columns < 2)
         columns = fallbackColumns;
+    const int seriesCount = qMax(1, lines.size());
+    const int shared = chartPointBudget / (KvcChartSeriesFeeder::ColumnFactor * seriesCount);
+    const int natural = qMin(columns, qMax(minColumnsPerSeries, shared));
+    columns = strokeColumns > 0 ? qMin(natural, strokeColumns) : natural;
+    const int rebuildBudget = qMax(1, chartRebuildBudget / seriesCount);
+    bool rebuilding = false;
     for (Line &line : lines) {
         const QVector<double> *xs = nullptr;
         const QVector<double> *ys = nullptr;
         if (!source(data, line.component, xs, ys))
             continue;
         line.feeder.setGrid(xAxis->min(), xAxis->max(), columns);
+        line.feeder.setRebuildBudget(rebuildBudget);
         line.feeder.sync(*xs, *ys, line.end);
+        rebuilding = rebuilding || line.feeder.isRebuilding();
     }
     // What the axes signalled while being set is taken care of; a rebuild of
     // a long history goes on in the next frames.
-    dirty = false;
-    for (const Line &line : qAsConst(lines))
-        dirty = dirty || line.feeder.isRebuilding();
+    dirty = rebuilding;
+    if (rebuilding)
+        return;
+
+    // Coarser columns while the strokes run over their budget, finer again
+    // (up to the plot's own) once they take well under it; the gap between
+    // the two thresholds keeps a chart from switching back and forth.
+    const double length = strokeLength(pixelRatio);
+    int wanted = columns;
+    if (length > chartStrokeBudget)
+        wanted = qMax(minColumnsPerSeries, int(columns * 0.8 * chartStrokeBudget / length));
+    else if (length < chartStrokeBudget / 3 && columns < natural)
+        wanted = qMin(natural, 2 * columns);
+    if (wanted != columns) {
+        strokeColumns = wanted >= natural ? 0 : wanted;
+        dirty = true;
+    }
+}
+
+double KvcResultsWidget::ChartData::strokeLength(qreal pixelRatio) const
+{
+    // In device pixels, each segment as long as its longer side (what the
+    // rasterizer walks), clipped to the plot.
+    const QRectF plot = chart->plotArea();
+    const double xSpan = xAxis->max() - xAxis->min();
+    const double ySpan = yAxis->max() - yAxis->min();
+    if (!(xSpan > 0.0) || !(ySpan > 0.0) || plot.isEmpty())
+        return 0.0;
+    const double width = plot.width() * pixelRatio;
+    const double height = plot.height() * pixelRatio;
+    const double sx = width / xSpan;
+    const double sy = height / ySpan;
+    double length = 0.0;
+    for (const Line &line : lines) {
+        const QVector<QPointF> &points = line.feeder.points();
+        for (int i = 1; i < points.size(); ++i) {
+            const double dx = qMin(width, qAbs(points.at(i).x() - points.at(i - 1).x()) * sx);
+            const double dy = qMin(height, qAbs(points.at(i).y() - points.at(i - 1).y()) * sy);
+            // NaN (a gap) adds nothing.
+            if (dx >= 0.0 && dy >= 0.0)
+                length += qMax(dx, dy) + segmentStrokeCost;
+        }
+    }
+    return length;
 }
 
 KvcResultsWidget::KvcResultsWidget(KvcActionManager *actMgr,
@@ -284,6 +360,7 @@ KvcResultsWidget::KvcResultsWidget(KvcActionManager *actMgr,
     m_resultData = resultData ? resultData : QSharedPointer<KvcResultsData>::create();
 
     logBuffer = new KvcLogBuffer(logTed);
+    frameClock.start();
     frameTimer = new QTimer(this);
     frameTimer->setSingleShot(true);
     frameTimer->setInterval(frameIntervalMs);
@@ -385,6 +462,24 @@ void KvcResultsWidget::setEventFilter(QObject *object, bool install)
 bool KvcResultsWidget::eventFilter(QObject *object, QEvent *event)
 {
     switch (event->type()) {
+    case QEvent::Paint: {
+        // A repaint costs as much as an update or more; it is timed by
+        // delivering it here, so that the chart's pacing counts it.
+        if (paintingChart)
+            return false;
+        QChartView *const views[] = {urChart, mrChart, lrChart, ulChart};
+        for (int i = 0; i < charts.size(); ++i) {
+            if (views[i]->viewport() != object)
+                continue;
+            const qint64 start = frameClock.nsecsElapsed();
+            paintingChart = true;
+            QCoreApplication::sendEvent(object, event);
+            paintingChart = false;
+            charts.at(i)->paintNs = frameClock.nsecsElapsed() - start;
+            return true;
+        }
+        return false;
+    }
     case QEvent::DragEnter:
     case QEvent::DragMove: {
         auto drag = static_cast<QDragMoveEvent *>(event);
@@ -550,12 +645,19 @@ void KvcResultsWidget::scheduleFrame()
 void KvcResultsWidget::flushFrame()
 {
     QChartView *const views[] = {urChart, mrChart, lrChart, ulChart};
+    const qint64 frameStart = frameClock.nsecsElapsed();
     int flushed = 0;
     for (int n = 0; n < charts.size() && flushed < chartsPerFrame; ++n) {
         const int i = (nextFlush + n) % charts.size();
-        if (!charts.at(i)->dirty)
+        ChartData *chart = charts.at(i);
+        const qint64 start = frameClock.nsecsElapsed();
+        if (!chart->dirty || start < chart->notBeforeNs)
             continue;
-        charts.at(i)->flush(*m_resultData, views[i]->devicePixelRatioF());
+        if (start - frameStart > frameBudgetMs * 1000000)
+            break;
+        chart->flush(*m_resultData, views[i]->devicePixelRatioF());
+        const qint64 end = frameClock.nsecsElapsed();
+        chart->notBeforeNs = start + paceFactor * (end - start + chart->paintNs);
         nextFlush = (i + 1) % charts.size();
         ++flushed;
     }

@@ -6,6 +6,7 @@
 #include "ui_kvcresultswidget.h"
 
 #include <QDateTime>
+#include <QElapsedTimer>
 #include <QSharedPointer>
 #include <QVector>
 #include <QWidget>
@@ -36,20 +37,31 @@ class QTimer;
 /// - at most once per frame (at most 60 Hz, only while something changed),
 ///   a chart's axes get the ranges they would have after the same samples
 ///   appended one by one, and each of its series one replace() with its new
-///   points. Repainting a chart costs more than everything else, so a frame
-///   updates at most two charts, in turn; with all four growing, each is
-///   updated every second frame;
+///   points. Qt Charts lays out and strokes every point of a chart again on
+///   each update, so a frame updates at most two charts, in turn, and stops
+///   after about 8 ms; and a chart is updated again only after ten times what
+///   its last update and repaint took (a cheap chart at every frame, a costly
+///   one a few times a second), so that drawing leaves most of the GUI thread
+///   to reading the stream and to the user;
 /// - a series holds every sample exactly while it has at most four times as
-///   many as its plot is wide in pixels; beyond that it holds, per pixel
-///   column of the visible x range, the first, minimum, maximum and last sample
-///   (KvcChartSeriesFeeder), so every extreme and the picture stay as with all
-///   points, at a cost per frame that does not depend on the history. The
-///   columns are rebuilt from the history only when the x range changes (it
-///   grows geometrically rarely, or the user zooms) or the plot is resized;
-///   a rebuild scans about a million samples per frame and the chart keeps its
-///   previous picture until it is complete (a fraction of a second at ten
-///   million samples). Nothing stored is dropped: the results data keeps
-///   every sample;
+///   many as its columns; beyond that it holds, per column of the visible x
+///   range, the first, minimum, maximum and last sample (KvcChartSeriesFeeder),
+///   so every extreme and the picture stay as with all points, at a cost per
+///   frame that does not depend on the history. A series' columns are the
+///   plot's pixel columns, with two limits that keep a repaint within some
+///   10-15 ms: a chart holds about 6000 points at most, shared by its series;
+///   and a chart whose lines would be long to stroke (the 3 px pen costs about
+///   0.3 us per pixel of length: a noisy series is a band of strokes as high
+///   as the plot) gets wider columns, down to 4 per series, until its strokes
+///   fit, and narrower ones again when they take well under that. A band of
+///   noise is therefore drawn over columns of several pixels, with every
+///   column's extremes. The columns are rebuilt from the history only when
+///   the x range changes (it grows geometrically rarely, or the user zooms),
+///   the plot is resized or the column width adapts; a rebuild scans about a
+///   million samples of a chart per frame (shared by its series) and the chart
+///   keeps its previous picture until it is complete (a fraction of a second
+///   at ten million samples). Nothing stored is dropped: the results data
+///   keeps every sample;
 /// - log messages are written once per frame, one insertion per run of
 ///   messages of the same colour (KvcLogBuffer). Levels 0..7 take their colour
 ///   (black, black, black, blue, red, red, dark green, dark green); -1 (raw
@@ -108,6 +120,8 @@ private:
 
     KvcLogBuffer *logBuffer = nullptr;
     QTimer *frameTimer = nullptr;
+    QElapsedTimer frameClock;
+    bool paintingChart = false;
     // The chart that the next frame looks at first.
     int nextFlush = 0;
 };

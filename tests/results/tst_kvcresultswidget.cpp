@@ -164,6 +164,8 @@ private slots:
     void dropPayloads_data();
     void dropPayloads();
     void longHistoryKeepsEveryExtremeOnScreen();
+    void noisyHistoryIsDrawnCoarserWithItsExtremes_data();
+    void noisyHistoryIsDrawnCoarserWithItsExtremes();
     void simulationTime_data();
     void simulationTime();
     void finishedViewShowsItsConstructionTime();
@@ -431,6 +433,50 @@ void TestKvcResultsWidget::longHistoryKeepsEveryExtremeOnScreen()
     QCOMPARE(spikes, samples / 1000 + samples / 777);
     QCOMPARE(yRange(ul), QPointF(h.min, h.max));
     QCOMPARE(xRange(ul).y(), xRange(ur).y());
+}
+
+void TestKvcResultsWidget::noisyHistoryIsDrawnCoarserWithItsExtremes_data()
+{
+    QTest::addColumn<bool>("noisy");
+    QTest::newRow("a smooth ramp keeps a column per pixel") << false;
+    // Each column of a band is a stroke as high as the plot: drawn at every
+    // pixel it would cost a repaint of hundreds of milliseconds.
+    QTest::newRow("a band of noise gets wider columns") << true;
+}
+
+void TestKvcResultsWidget::noisyHistoryIsDrawnCoarserWithItsExtremes()
+{
+    QFETCH(bool, noisy);
+    Fixture f;
+    f.view->resize(961, 746);
+    f.view->show();
+    QVERIFY(QTest::qWaitForWindowExposed(f.view.data()));
+    QChartView *ul = f.chartView("ulChart");
+
+    const int samples = 20000;
+    for (int i = 1; i <= samples; ++i) {
+        const double value = noisy ? ((i * 7919) % 101) / 100.0 : double(i);
+        QVERIFY(f.feed(0.01 * i, i, {KvCommClientTrackedData(P, {value})}));
+    }
+    const KvcResultsData::TrackedData &h = f.data->simTrackedData(P);
+    auto settled = [&] {
+        QLineSeries *s = series(ul);
+        if (!s || s->count() == 0 || s->at(s->count() - 1).x() != h.time.last())
+            return false;
+        const int columns = qRound(ul->chart()->plotArea().width());
+        return noisy ? s->count() < columns : s->count() >= columns;
+    };
+    QTRY_VERIFY(settled());
+    const QVector<QPointF> points = series(ul)->pointsVector();
+    QVERIFY2(points.size() < samples, qPrintable(QString::number(points.size())));
+    double low = points.first().y();
+    double high = low;
+    for (const QPointF &p : points) {
+        low = qMin(low, p.y());
+        high = qMax(high, p.y());
+    }
+    QCOMPARE(low, h.min);
+    QCOMPARE(high, h.max);
 }
 
 void TestKvcResultsWidget::simulationTime_data()
