@@ -15,7 +15,11 @@ namespace {
 // frequent enough to stop a tight loop within a few milliseconds.
 constexpr int hookInterval = 10000;
 constexpr int maxDepth = 32;
+#ifdef SCRIPTUTILS_FUZZ_LIMITS
+constexpr int maxValues = 2000;
+#else
 constexpr int maxValues = 100000;
+#endif
 // Bytes of text that one getGlobal() copies out: a string may be referenced
 // any number of times, and each reference becomes a copy of its own.
 constexpr qint64 maxTextBytes = qint64(LuaEnv::memoryLimit);
@@ -26,7 +30,13 @@ constexpr lua_Integer maxElements = lua_Integer(LuaEnv::memoryLimit / 16);
 
 constexpr size_t maxErrorBytes = 1000;
 
+#ifdef SCRIPTUTILS_FUZZ_LIMITS
+const char timeLimitText[] = "script ran longer than 20 ms";
+const char memoryLimitText[] = "script exceeded 1 MiB of memory";
+#else
 const char timeLimitText[] = "script ran longer than 1 s";
+const char memoryLimitText[] = "script exceeded 16 MiB of memory";
+#endif
 
 } // namespace
 
@@ -385,7 +395,16 @@ bool LuaEnv::runScript(QString fileName, QString args, QString &error)
         error = QStringLiteral("%1 is larger than 4 MiB").arg(fileName);
         return false;
     }
-    QByteArray text = file.read(scriptSizeLimit + 1);
+    // In pieces: read(n) reserves all n bytes first, and most scripts are a
+    // few lines. Files without a size (pipes) are read the same way.
+    QByteArray text;
+    while (text.size() <= scriptSizeLimit) {
+        const qint64 wanted = qMin<qint64>(64 * 1024, scriptSizeLimit + 1 - text.size());
+        const QByteArray piece = file.read(wanted);
+        if (piece.isEmpty())
+            break;
+        text += piece;
+    }
     if (text.size() > scriptSizeLimit) {
         error = QStringLiteral("%1 is larger than 4 MiB").arg(fileName);
         return false;
@@ -430,7 +449,7 @@ bool LuaEnv::runScript(QString fileName, QString args, QString &error)
         error = QString::fromLatin1(timeLimitText);
     else if (status == LUA_ERRMEM
         || (d->memoryRefused && message.contains(QLatin1String("not enough memory"))))
-        error = QStringLiteral("script exceeded 16 MiB of memory");
+        error = QString::fromLatin1(memoryLimitText);
     else if (call.loadStatus == LUA_ERRSYNTAX)
         error = QStringLiteral("syntax error: %1").arg(message);
     else if (message.isEmpty())

@@ -56,8 +56,15 @@ public:
         AllLibraries = 0xff
     };
 
+#ifdef SCRIPTUTILS_FUZZ_LIMITS
+    // Fuzzing builds only: the same checks at smaller limits, so that the
+    // inputs that reach them stay cheap.
+    static constexpr int timeLimitMs = 20;
+    static constexpr size_t memoryLimit = 1024 * 1024;
+#else
     static constexpr int timeLimitMs = 1000;
     static constexpr size_t memoryLimit = 16 * 1024 * 1024;
+#endif
     static constexpr qint64 scriptSizeLimit = 4 * 1024 * 1024;
 
     LuaEnv(const LuaEnv &) = delete;
