@@ -430,6 +430,39 @@ private slots:
         runsAgain(host);
     }
 
+    // Killed before its server listens, a run leaves its automatic client
+    // retrying on the run's port; the next run listens on that same port.
+    void runKilledBeforeItsServerListensThenRunAgain()
+    {
+        ModalAnswerer boxes;
+        Host host;
+        QVERIFY(host.interrogate(kivoPath, longModel));
+        const quint16 port = freePort();
+        host.editOptions(presetOnPort(port));
+        host.run.trigger();
+        QVERIFY(killTheOnlyChild());
+        QTRY_COMPARE_WITH_TIMEOUT(
+            host.names(0, true), QStringList({"Running", "Aborted (null)"}), 15000);
+        QCOMPARE(boxes.count(), 1);
+        QCOMPARE(boxes.last().text, "Error executing Kivo simulation:\n" + processKilled);
+        QVERIFY(!host.manager.isRemote());
+        QVERIFY(!host.manager.active());
+        // Its automatic client went with it: nothing holds the monitor action back.
+        QCOMPARE(host.enabled(), QString("r--cm--"));
+
+        host.run.trigger();
+        QTRY_VERIFY_WITH_TIMEOUT(host.manager.isRemote(), 15000);
+        QCOMPARE(host.enabled(), QString("-ct--sd"));
+        // One connection reports the server's statuses, once each.
+        QTRY_VERIFY_WITH_TIMEOUT(host.names(2).count("Running") >= 2, 30000);
+        host.cancel.trigger();
+        QTRY_VERIFY_WITH_TIMEOUT(!host.manager.active(), 30000);
+        QCOMPARE(host.names(2).count("Running"), 2);
+        QCOMPARE(host.names(2).count("Loading"), 1);
+        QCOMPARE(boxes.count(), 1);
+        QCOMPARE(host.enabled(), QString("r--cm--"));
+    }
+
     void monitoredServerBreaksOff_data()
     {
         QTest::addColumn<QString>("fault");
