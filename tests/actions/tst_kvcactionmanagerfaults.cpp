@@ -520,6 +520,36 @@ private slots:
         monitorsAHealthyServerAgain(host);
     }
 
+    // The error box and the end of the connection run inside the server info
+    // dialog's loop; the client goes away while the dialog is still open.
+    void serverBreaksOffWhileTheServerInfoIsOpen()
+    {
+        ModalAnswerer boxes;
+        FaultPeer peer;
+        Host host;
+        host.connectThroughDialog(peer.port());
+        QVERIFY(host.manager.isRemote());
+        QString enabledInside;
+        bool endedInside = false;
+        handleNextModal(
+            [&](QWidget *dialog) {
+                peer.sendHalfAFrame();
+                peer.closeCleanly();
+                endedInside = QTest::qWaitFor([&] { return !host.manager.isRemote(); }, 15000);
+                enabledInside = host.enabled();
+                dialog->close();
+            },
+            "KvcServerInfoDlg");
+        host.serverInfo.trigger();
+        QVERIFY(endedInside);
+        QCOMPARE(enabledInside, QString("----m--"));
+        QCOMPARE(host.names(1, true), QStringList {"Unknown (null)"});
+        QCOMPARE(boxes.count(), 1);
+        QCOMPARE(boxes.last().title, QString("Communication error..."));
+        QCOMPARE(host.enabled(), QString("----m--"));
+        monitorsAHealthyServerAgain(host);
+    }
+
     void refusedConnectionThroughTheDialog_data()
     {
         QTest::addColumn<QString>("timeout");
