@@ -463,6 +463,47 @@ private slots:
         QCOMPARE(host.enabled(), QString("r--cm--"));
     }
 
+    // The question runs its own loop: the run and its connection both end
+    // inside it, and the user's Yes then finds nothing left to disconnect.
+    void simulatorKilledWhileTheDisconnectQuestionIsOpen()
+    {
+        ModalAnswerer boxes;
+        Host host;
+        QVERIFY(host.interrogate(kivoPath, longModel));
+        const quint16 port = freePort();
+        host.editOptions([port](QWidget *dialog) {
+            plainRun(dialog);
+            setChecked(dialog, "localChk", true);
+            setText(dialog, "localPortLed", QString::number(port));
+            setChecked(dialog, "noserverChk", false);
+            setChecked(dialog, "serverChk", true);
+        });
+        host.run.trigger();
+        host.connectThroughDialog(port);
+        QVERIFY(host.manager.isRemote());
+        const int before = host.statuses.size();
+
+        bool endedInside = false;
+        boxes.queueAction([&](QMessageBox *question) {
+            // Once the question runs its loop.
+            QTimer::singleShot(0, question, [&, question] {
+                endedInside = killTheOnlyChild()
+                    && QTest::qWaitFor([&] { return !host.manager.active(); }, 30000);
+                question->button(QMessageBox::Yes)->click();
+            });
+        });
+        host.disconnect.trigger();
+        QVERIFY(endedInside);
+        QCOMPARE(boxes.boxes().first().title, QString("Disconnect requested"));
+        QStringList ends = host.names(before, true);
+        ends.sort();
+        QCOMPARE(ends, QStringList({"Aborted (null)", "Unknown (null)"}));
+        QVERIFY(boxes.count() >= 2);
+        QCOMPARE(boxes.boxes().at(1).text, "Error executing Kivo simulation:\n" + processKilled);
+        QCOMPARE(host.enabled(), QString("r--cm--"));
+        runsAgain(host);
+    }
+
     void monitoredServerBreaksOff_data()
     {
         QTest::addColumn<QString>("fault");
