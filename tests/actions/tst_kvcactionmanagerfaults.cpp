@@ -481,6 +481,8 @@ private slots:
         host.run.trigger();
         host.connectThroughDialog(port);
         QVERIFY(host.manager.isRemote());
+        // After the run's own Running, the server's.
+        QTRY_VERIFY_WITH_TIMEOUT(host.names(1).contains("Running"), 30000);
         const int before = host.statuses.size();
 
         bool endedInside = false;
