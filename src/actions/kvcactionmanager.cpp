@@ -208,6 +208,15 @@ QString KvcActionManager::projectPath() const { return QFileInfo(modelFile).path
 
 void KvcActionManager::localKivoOpFinished(KvcExecuter::AsyncOpType op, bool ok, QString err)
 {
+    if (op == KvcExecuter::RunOp && pendingAutoClient) {
+        // Still trying to reach a run that has ended, it could only reach
+        // whatever listens on that port next, such as the next run's server.
+        // Dropped before the box and the status, during which a host may
+        // start that next run.
+        pendingAutoClient->disconnect(this);
+        pendingAutoClient->deleteLater();
+        pendingAutoClient = nullptr;
+    }
     if (!ok) {
         const QString what = op == KvcExecuter::InitOp ? tr("Error configuring Kivo environment")
                                                        : tr("Error executing Kivo simulation");

@@ -33,6 +33,9 @@ class QAction;
 /// - While the automatic monitoring client of a local run is still
 ///   connecting, that pending connection counts as a connection for the
 ///   monitor action, which stays disabled, so two clients never compete.
+/// - A local run that ends while its automatic monitoring client is still
+///   connecting takes that client with it, without a box: the client could
+///   only reach whatever listens on the port afterwards.
 /// - A host that triggers a disabled action itself (QAction::trigger ignores
 ///   the enabled state) gets nothing done and nothing broken: every slot
 ///   checks its own precondition. Terminate keeps its rule: it asks a
