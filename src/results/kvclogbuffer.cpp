@@ -5,6 +5,7 @@
 #include <QTextCursor>
 #include <QTextDocument>
 #include <QTextEdit>
+#include <QTimer>
 
 namespace {
 
@@ -182,25 +183,75 @@ void KvcLogBuffer::showNotice()
     doc->firstBlock().setUserState(NoticeState);
 }
 
+int KvcLogBuffer::takeSlice(const QString &text, int lines, int chars)
+{
+    // Up to the line end that uses up the line budget, within the character
+    // budget; a line longer than that is cut at it.
+    const int n = qMin(text.size(), chars);
+    for (int i = 0; i < n; ++i) {
+        if (text.at(i) == QLatin1Char('\n') && --lines == 0)
+            return i + 1;
+    }
+    if (n == text.size())
+        return n;
+    const int lastEnd = text.lastIndexOf(QLatin1Char('\n'), n - 1);
+    return lastEnd >= 0 ? lastEnd + 1 : n;
+}
+
+void KvcLogBuffer::scheduleRest()
+{
+    if (m_restScheduled)
+        return;
+    m_restScheduled = true;
+    const std::weak_ptr<bool> alive = m_alive;
+    QTimer::singleShot(RestDelayMs, m_target, [this, alive] {
+        if (alive.expired())
+            return;
+        m_restScheduled = false;
+        flush();
+    });
+}
+
 void KvcLogBuffer::flush()
 {
     if (m_runs.isEmpty())
         return;
-    // One edit block: the document is laid out once for everything that came.
+    // One edit block: the document is laid out once for the whole slice.
     QTextCursor edit(m_target->document());
     edit.beginEditBlock();
     if (m_replaceOnFlush)
         clearDocument();
     QTextCursor cursor = m_target->textCursor();
-    for (const Run &run : qAsConst(m_runs)) {
+    int lines = FlushLines;
+    int chars = FlushChars;
+    int done = 0; // runs written whole
+    QColor lastColor;
+    for (; done < m_runs.size() && lines > 0 && chars > 0; ++done) {
+        Run &run = m_runs[done];
         QTextCharFormat format = cursor.charFormat();
         if (run.color.isValid())
             format.setForeground(run.color);
-        cursor.insertText(run.text, format);
+        lastColor = run.color;
+        const int take = takeSlice(run.text, lines, chars);
+        const int taken = run.text.leftRef(take).count(QLatin1Char('\n'));
+        lines -= taken;
+        chars -= take;
+        m_pendingChars -= take;
+        m_pendingLines -= taken;
+        if (take == run.text.size()) {
+            cursor.insertText(run.text, format);
+            continue;
+        }
+        cursor.insertText(run.text.left(take), format);
+        run.text.remove(0, take);
+        break;
     }
-    m_runs.clear();
-    m_pendingChars = 0;
-    m_pendingLines = 0;
+    m_runs.erase(m_runs.begin(), m_runs.begin() + done);
+    edit.endEditBlock();
+    // A trim gets an edit block of its own: in one with the insertion, the
+    // changed range would span the whole document and the text edit would
+    // lay out every line again, not only those at the top.
+    edit.beginEditBlock();
     const qint64 before = m_droppedShown;
     m_droppedShown += m_droppedPending + trimDocument();
     m_droppedPending = 0;
@@ -209,7 +260,10 @@ void KvcLogBuffer::flush()
     m_replaceOnFlush = false;
     edit.endEditBlock();
     m_target->setTextCursor(cursor);
-    if (m_color.isValid())
-        m_target->setTextColor(m_color);
+    // The colour of what was written last; what still waits brings its own.
+    if (lastColor.isValid())
+        m_target->setTextColor(lastColor);
     m_target->ensureCursorVisible();
+    if (!m_runs.isEmpty())
+        scheduleRest();
 }

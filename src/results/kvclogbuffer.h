@@ -6,6 +6,8 @@
 #include <QString>
 #include <QVector>
 
+#include <memory>
+
 class QTextEdit;
 
 /// Collects log messages and writes them into a text edit in one go, so that
@@ -19,9 +21,15 @@ class QTextEdit;
 /// the same colour form one run; a change of colour starts a new run.
 ///
 /// flush() inserts the runs at the text edit's cursor as plain text, in order
-/// and without adding line ends, in one edit block (one layout of the
-/// document), leaves the edit's cursor after them with the last colour, and
-/// scrolls to the cursor. The buffer does not own the text edit.
+/// and without adding line ends, in one edit block (one layout), leaves the edit's cursor after
+/// them with the last colour, and scrolls to the cursor. The buffer does not own the text edit.
+///
+/// A flush writes at most FlushLines lines and FlushChars characters, the
+/// oldest first: laying out a text edit costs some 10 us per line, so writing
+/// a whole backlog of 50 000 lines would freeze the GUI for half a second per
+/// frame. If more waits, the buffer asks for another flush itself, a frame
+/// later, through the text edit's event loop; a burst is thus written over a
+/// few frames and nothing of it is lost.
 ///
 /// The log is bounded. A simulator that prints as fast as it can for an hour
 /// would otherwise grow the document (and its layout) until the machine
@@ -31,10 +39,11 @@ class QTextEdit;
 /// 50 000 lines or 4 Mi characters, 8 MiB of text). Past either limit, flush()
 /// removes the oldest lines down to four fifths of both limits, so a trim
 /// happens once per fifth of the log and not once per message; a line longer
-/// than the whole limit loses its beginning. The text waiting between two
-/// flushes has the same limits: if the GUI falls that far behind, the oldest
-/// waiting text is dropped (in the same fifths) and, since everything shown
-/// is then older than what was lost, the next flush replaces the whole log.
+/// than the whole limit loses its beginning. The text waiting to be written
+/// has the same limits: if the GUI falls that far behind (a flood faster than
+/// the edit can lay out), the oldest waiting text is dropped, in the same
+/// fifths, and since everything shown is then older than what was lost, the
+/// next flush replaces the whole log.
 /// Whatever was dropped is counted in one notice line at the top of the log,
 /// "[n earlier lines of the log were dropped]" (context KvcResultsWidget),
 /// in grey italics; the log's own colours are not affected by it. A flush
@@ -44,6 +53,9 @@ class KVC_TESTING_EXPORT KvcLogBuffer
 public:
     static constexpr int DefaultMaxLines = 50000;
     static constexpr int DefaultMaxChars = 4 * 1024 * 1024;
+    /// What one flush writes at most (some 10 to 20 ms of layout).
+    static constexpr int FlushLines = 1000;
+    static constexpr int FlushChars = 64 * 1024;
 
     /// Limits below 10 are raised to 10.
     explicit KvcLogBuffer(
@@ -75,6 +87,8 @@ private:
         QString text;
     };
 
+    static int takeSlice(const QString &text, int lines, int chars);
+    void scheduleRest();
     void dropOldestPending();
     void clearDocument();
     qint64 trimDocument();
@@ -93,4 +107,8 @@ private:
     qint64 m_droppedPending = 0;
     // The waiting text lost its oldest part: what the edit shows is older.
     bool m_replaceOnFlush = false;
+    // A flush of the rest is due; the token tells it whether the buffer lives.
+    bool m_restScheduled = false;
+    std::shared_ptr<bool> m_alive = std::make_shared<bool>(true);
+    static constexpr int RestDelayMs = 16;
 };

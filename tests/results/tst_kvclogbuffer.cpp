@@ -67,6 +67,9 @@ private slots:
     void noticeLeavesTheLogsColoursAlone();
     void lineLongerThanTheLimitLosesItsBeginning();
     void defaultLimitIsFiftyThousandLines();
+    void flushWritesAFrameAtATimeAndTheRestFollows_data();
+    void flushWritesAFrameAtATimeAndTheRestFollows();
+    void restIsNotFlushedIntoADeletedBuffer();
 };
 
 void TestKvcLogBuffer::colours_data()
@@ -119,7 +122,9 @@ void TestKvcLogBuffer::mergesMessagesOfTheSameColourIntoOneRun()
     QCOMPARE(buffer.pendingRuns(), 2);
     QVERIFY(edit.toPlainText().isEmpty());
     buffer.flush();
-    QCOMPARE(edit.document()->blockCount(), 1003);
+    // A flush writes a frame's worth; the rest follows by itself.
+    QCOMPARE(edit.document()->blockCount(), KvcLogBuffer::FlushLines + 1);
+    QTRY_COMPARE(edit.document()->blockCount(), 1003);
 }
 
 void TestKvcLogBuffer::levelColorTable()
@@ -300,11 +305,75 @@ void TestKvcLogBuffer::defaultLimitIsFiftyThousandLines()
             buffer.flush();
     }
     buffer.flush();
+    QTRY_VERIFY(buffer.isEmpty());
     QString notice;
     const QStringList lines = logLines(edit, &notice);
     QCOMPARE(lines.size(), 40000);
     QCOMPARE(buffer.droppedLines(), qint64(10001));
     QCOMPARE(lines.first() + "\n", numbered(10001));
+}
+
+void TestKvcLogBuffer::flushWritesAFrameAtATimeAndTheRestFollows_data()
+{
+    QTest::addColumn<int>("lineLength"); // without its line end
+    QTest::addColumn<int>("lines");
+    QTest::addColumn<int>("firstFlushLines");
+
+    const int chars = KvcLogBuffer::FlushChars;
+    QTest::newRow("short lines: the line budget")
+        << 11 << 3 * KvcLogBuffer::FlushLines + 5 << KvcLogBuffer::FlushLines;
+    QTest::newRow("long lines: the character budget, whole lines")
+        << 999 << 3 * chars / 1000 << chars / 1000;
+    QTest::newRow("a small burst goes at once") << 11 << 100 << 100;
+}
+
+void TestKvcLogBuffer::flushWritesAFrameAtATimeAndTheRestFollows()
+{
+    QFETCH(int, lineLength);
+    QFETCH(int, lines);
+    QFETCH(int, firstFlushLines);
+
+    QTextEdit edit;
+    KvcLogBuffer buffer(&edit);
+    QString expected;
+    QVector<Run> expectedRuns;
+    for (int i = 0; i < lines; ++i) {
+        const QString line = numbered(i).rightJustified(lineLength + 1, QLatin1Char('.'));
+        expected += line;
+        // Colours change on the way: each slice must keep them.
+        const int level = i % 1000 == 0 ? 4 : i % 1000 == 500 ? 6 : -1;
+        buffer.append(level, line);
+        const QString color = name((i / 500) % 2 ? Qt::darkGreen : Qt::red);
+        if (expectedRuns.isEmpty() || expectedRuns.last().first != color)
+            expectedRuns.append({color, QString()});
+        expectedRuns.last().second += line;
+    }
+    buffer.flush();
+    QCOMPARE(edit.document()->blockCount() - 1, firstFlushLines);
+    QCOMPARE(buffer.pendingLines(), lines - firstFlushLines);
+    QCOMPARE(edit.toPlainText(), expected.left(firstFlushLines * (lineLength + 1)));
+    // The rest comes by itself, frame by frame, without loss.
+    QTRY_VERIFY(buffer.isEmpty());
+    QCOMPARE(buffer.pendingChars(), 0);
+    QCOMPARE(edit.toPlainText(), expected);
+    QCOMPARE(buffer.droppedLines(), qint64(0));
+    QCOMPARE(runsOf(edit), expectedRuns);
+}
+
+void TestKvcLogBuffer::restIsNotFlushedIntoADeletedBuffer()
+{
+    QTextEdit edit;
+    auto buffer = std::make_unique<KvcLogBuffer>(&edit);
+    for (int i = 0; i < 2 * KvcLogBuffer::FlushLines; ++i)
+        buffer->append(3, numbered(i));
+    buffer->flush();
+    buffer.reset();
+    const int blocks = edit.document()->blockCount();
+    // The flush of the rest was due a frame later: it must not come.
+    bool later = false;
+    QTimer::singleShot(100, [&later] { later = true; });
+    QTRY_VERIFY(later);
+    QCOMPARE(edit.document()->blockCount(), blocks);
 }
 
 QTEST_MAIN(TestKvcLogBuffer)

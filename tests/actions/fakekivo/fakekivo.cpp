@@ -8,7 +8,8 @@
 //                      character written in two reads), chatty (a line every
 //                      20 ms until killed), flood (numbered lines as fast as
 //                      the pipe takes them for FAKE_KIVO_FLOOD_SECONDS
-//                      seconds, default 3, then "flood done after N lines")
+//                      seconds, default 3, and at least FAKE_KIVO_FLOOD_LINES
+//                      lines, then "flood done after N lines")
 #include <chrono>
 #include <cinttypes>
 #include <csignal>
@@ -91,9 +92,10 @@ int run(int argc, char **argv)
     if (mode == "flood") {
         const std::string secondsText = env("FAKE_KIVO_FLOOD_SECONDS");
         const long seconds = secondsText.empty() ? 3 : std::atol(secondsText.c_str());
+        const std::int64_t minLines = std::atoll(env("FAKE_KIVO_FLOOD_LINES").c_str());
         const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(seconds);
         std::int64_t lines = 0;
-        while (std::chrono::steady_clock::now() < end) {
+        while (lines < minLines || std::chrono::steady_clock::now() < end) {
             // Full stdio buffers: the pipe, not this loop, sets the pace.
             for (int i = 0; i < 1024; ++i, ++lines)
                 std::printf("flood line %" PRId64 ": the simulator has a lot to say\n", lines);
