@@ -29,6 +29,8 @@ KvcLogBuffer::KvcLogBuffer(QTextEdit *target, int maxLines, int maxChars)
     , m_maxChars(qMax(maxChars, 10))
 { }
 
+KvcLogBuffer::~KvcLogBuffer() { delete m_restTimer; }
+
 QColor KvcLogBuffer::levelColor(int level)
 {
     static const QColor logColors[8] = {
@@ -200,16 +202,13 @@ int KvcLogBuffer::takeSlice(const QString &text, int lines, int chars)
 
 void KvcLogBuffer::scheduleRest()
 {
-    if (m_restScheduled)
-        return;
-    m_restScheduled = true;
-    const std::weak_ptr<bool> alive = m_alive;
-    QTimer::singleShot(RestDelayMs, m_target, [this, alive] {
-        if (alive.expired())
-            return;
-        m_restScheduled = false;
-        flush();
-    });
+    if (!m_restTimer) {
+        m_restTimer = new QTimer(m_target);
+        m_restTimer->setSingleShot(true);
+        m_restTimer->setInterval(RestDelayMs);
+        QObject::connect(m_restTimer, &QTimer::timeout, m_restTimer, [this] { flush(); });
+    }
+    m_restTimer->start();
 }
 
 void KvcLogBuffer::flush()
@@ -266,4 +265,6 @@ void KvcLogBuffer::flush()
     m_target->ensureCursorVisible();
     if (!m_runs.isEmpty())
         scheduleRest();
+    else if (m_restTimer)
+        m_restTimer->stop();
 }

@@ -3,12 +3,12 @@
 #include "kvcexport.h"
 
 #include <QColor>
+#include <QPointer>
 #include <QString>
 #include <QVector>
 
-#include <memory>
-
 class QTextEdit;
+class QTimer;
 
 /// Collects log messages and writes them into a text edit in one go, so that
 /// a flood of output costs one insertion per colour run and flush, not one per
@@ -30,7 +30,8 @@ class QTextEdit;
 /// so writing a backlog of 50 000 lines at once would freeze the GUI for a
 /// second. If more waits, the buffer asks for another flush itself, a frame
 /// later, through the text edit's event loop; a burst is thus written over a
-/// few frames and nothing of it is lost.
+/// few frames and nothing of it is lost. (Every flush puts that off by a
+/// frame again, so a caller that flushes each frame is not doubled.)
 ///
 /// The log is bounded. A simulator that prints as fast as it can for an hour
 /// would otherwise grow the document (and its layout) until the machine
@@ -58,13 +59,15 @@ class KVC_TESTING_EXPORT KvcLogBuffer
 public:
     static constexpr int DefaultMaxLines = 50000;
     static constexpr int DefaultMaxChars = 4 * 1024 * 1024;
-    /// What one flush writes at most (some 10 to 20 ms of layout).
-    static constexpr int FlushLines = 1000;
-    static constexpr int FlushChars = 64 * 1024;
+    /// What one flush writes at most (some 5 to 10 ms of layout).
+    static constexpr int FlushLines = 500;
+    static constexpr int FlushChars = 32 * 1024;
 
     /// Limits below 10 are raised to 10.
     explicit KvcLogBuffer(
         QTextEdit *target, int maxLines = DefaultMaxLines, int maxChars = DefaultMaxChars);
+    ~KvcLogBuffer();
+    Q_DISABLE_COPY(KvcLogBuffer)
 
     void append(int level, const QString &msg);
     bool isEmpty() const { return m_runs.isEmpty(); }
@@ -112,8 +115,8 @@ private:
     qint64 m_droppedPending = 0;
     // The waiting text lost its oldest part: what the edit shows is older.
     bool m_replaceOnFlush = false;
-    // A flush of the rest is due; the token tells it whether the buffer lives.
-    bool m_restScheduled = false;
-    std::shared_ptr<bool> m_alive = std::make_shared<bool>(true);
+    // Flushes the rest a frame after the last flush; a child of the text
+    // edit, so it goes with it.
+    QPointer<QTimer> m_restTimer;
     static constexpr int RestDelayMs = 16;
 };
