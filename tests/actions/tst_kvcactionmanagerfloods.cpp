@@ -55,6 +55,19 @@ bool isLive(Status status)
     return status == KvcActionManager::Loading || status == KvcActionManager::Running;
 }
 
+// The process's peak resident memory, for the record.
+QString peakMemory()
+{
+    QFile status(QStringLiteral("/proc/self/status"));
+    if (!status.open(QIODevice::ReadOnly))
+        return QStringLiteral("unknown");
+    for (const QByteArray &line : status.readAll().split('\n')) {
+        if (line.startsWith("VmHWM:"))
+            return QString::fromLatin1(line.mid(6).trimmed());
+    }
+    return QStringLiteral("unknown");
+}
+
 // Counts the turns of the GUI thread's event loop through a fast timer (a
 // blocked loop does not tick) and samples the view's log on every tick.
 struct Ticker {
@@ -87,8 +100,8 @@ struct Ticker {
     {
         // A measurement for the record, not a pass mark.
         qInfo("GUI timer: %d ticks in %lld ms, longest gap %lld ms; log at most %d lines, "
-              "%d characters",
-            ticks, clock.elapsed(), longestGapMs, maxBlocks, maxChars);
+              "%d characters; peak memory of the process so far %s",
+            ticks, clock.elapsed(), longestGapMs, maxBlocks, maxChars, qPrintable(peakMemory()));
     }
 };
 
@@ -452,6 +465,7 @@ void KvcActionManagerFloodsTest::localOutputFlood()
     QCOMPARE(shown.dropped + shown.lines.size(), total);
     QCOMPARE(shown.lines.first(),
         QStringLiteral("flood line %1: the simulator has a lot to say").arg(shown.dropped));
+    qInfo("%lld lines, %lld of them dropped", total, shown.dropped);
 }
 
 void KvcActionManagerFloodsTest::serverLogFlood_data()
@@ -560,6 +574,7 @@ void KvcActionManagerFloodsTest::serverLogFlood()
     QCOMPARE(shown.dropped + shown.lines.size(), published.load());
     QCOMPARE(shown.lines.first(),
         QStringLiteral("server line %1: the simulator has a lot to say").arg(shown.dropped));
+    qInfo("%lld lines, %lld of them dropped", qint64(published.load()), shown.dropped);
 }
 
 void KvcActionManagerFloodsTest::clientThatNeverReadsIsDroppedAndTheRunFinishes()
