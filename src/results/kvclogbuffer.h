@@ -51,9 +51,10 @@ class QTimer;
 /// "[n earlier lines of the log were dropped]" (context KvcResultsWidget),
 /// in grey italics; the log's own colours are not affected by it. A flush
 /// costs a frame's worth of text at most, plus, once per fifth of the log, a
-/// trim at the top (the text edit then moves the lines below: some 50 ms at
-/// 50 000 lines, in an edit block of its own so that it lays none of them out
-/// again).
+/// trim at the top: a few milliseconds, because it gets an edit block of its
+/// own (together with the insertion at the end, the changed range would span
+/// the whole document, and the text edit would lay out every line again: a
+/// second at 40 000 lines).
 class KVC_TESTING_EXPORT KvcLogBuffer
 {
 public:
