@@ -520,6 +520,13 @@ Möchten Sie fortfahren?</translation>
         <source>dd-MMM-yyyy hh:mm:ss.zzz</source>
         <translation>dd.MM.yyyy HH:mm:ss.zzz</translation>
     </message>
+    <message numerus="yes">
+        <source>[%n earlier lines of the log were dropped]</source>
+        <translation>
+            <numerusform>[%n frühere Zeile des Protokolls wurde verworfen]</numerusform>
+            <numerusform>[%n frühere Zeilen des Protokolls wurden verworfen]</numerusform>
+        </translation>
+    </message>
 </context>
 <context>
     <name>KvcServerInfoDlg</name>

@@ -34,6 +34,21 @@ QVector<Run> runsOf(const QTextEdit &edit)
 
 QString name(Qt::GlobalColor color) { return QColor(color).name(); }
 
+QString numbered(int i) { return QStringLiteral("line %1\n").arg(i, 6, 10, QLatin1Char('0')); }
+
+// The log's lines without the notice and without the empty line after the
+// last line end.
+QStringList logLines(const QTextEdit &edit, QString *notice)
+{
+    QStringList lines = edit.toPlainText().split(QLatin1Char('\n'));
+    if (!lines.isEmpty() && lines.last().isEmpty())
+        lines.removeLast();
+    notice->clear();
+    if (!lines.isEmpty() && lines.first().startsWith(QLatin1Char('[')))
+        *notice = lines.takeFirst();
+    return lines;
+}
+
 } // namespace
 
 class TestKvcLogBuffer : public QObject
@@ -46,6 +61,16 @@ private slots:
     void mergesMessagesOfTheSameColourIntoOneRun();
     void levelColorTable();
     void flushInsertsAtTheCursorAndScrollsToIt();
+    void boundKeepsTheNewestLinesAndCountsTheOthers_data();
+    void boundKeepsTheNewestLinesAndCountsTheOthers();
+    void trimsInChunksNotPerMessage();
+    void noticeLeavesTheLogsColoursAlone();
+    void lineLongerThanTheLimitLosesItsBeginning();
+    void defaultLimitIsFiftyThousandLines();
+    void flushWritesAFrameAtATimeAndTheRestFollows_data();
+    void flushWritesAFrameAtATimeAndTheRestFollows();
+    void restIsNotFlushedIntoADeletedBuffer_data();
+    void restIsNotFlushedIntoADeletedBuffer();
 };
 
 void TestKvcLogBuffer::colours_data()
@@ -98,7 +123,9 @@ void TestKvcLogBuffer::mergesMessagesOfTheSameColourIntoOneRun()
     QCOMPARE(buffer.pendingRuns(), 2);
     QVERIFY(edit.toPlainText().isEmpty());
     buffer.flush();
-    QCOMPARE(edit.document()->blockCount(), 1003);
+    // A flush writes a frame's worth; the rest follows by itself.
+    QCOMPARE(edit.document()->blockCount(), KvcLogBuffer::FlushLines + 1);
+    QTRY_COMPARE(edit.document()->blockCount(), 1003);
 }
 
 void TestKvcLogBuffer::levelColorTable()
@@ -131,6 +158,235 @@ void TestKvcLogBuffer::flushInsertsAtTheCursorAndScrollsToIt()
     QVERIFY(edit.toPlainText().startsWith("head\nrow 0\n"));
     QVERIFY(edit.toPlainText().endsWith("row 199\ntail"));
     QVERIFY(edit.verticalScrollBar()->value() > 0);
+}
+
+void TestKvcLogBuffer::boundKeepsTheNewestLinesAndCountsTheOthers_data()
+{
+    QTest::addColumn<int>("maxLines");
+    QTest::addColumn<int>("maxChars");
+    QTest::addColumn<int>("total");
+    QTest::addColumn<int>("flushEvery"); // 0: once, at the end
+    QTest::addColumn<int>("dropped");
+
+    // "line 000123\n" is 12 characters.
+    QTest::newRow("under the limits nothing is dropped") << 100 << 10000 << 100 << 7 << 0;
+    QTest::newRow("line limit first: trimmed to four fifths") << 100 << 100000 << 101 << 1 << 21;
+    QTest::newRow("line limit, many trims: the newest 80..100 lines stay")
+        << 100 << 100000 << 1000 << 10 << 900;
+    QTest::newRow("character limit first: whole lines go") << 1000 << 1200 << 101 << 1 << 21;
+    QTest::newRow("GUI fell behind: the waiting text drops its oldest lines")
+        << 100 << 100000 << 1000 << 0 << 903;
+    QTest::newRow("GUI fell behind with a log shown: the old log goes too")
+        << 100 << 100000 << 1030 << 30 << 933;
+}
+
+void TestKvcLogBuffer::boundKeepsTheNewestLinesAndCountsTheOthers()
+{
+    QFETCH(int, maxLines);
+    QFETCH(int, maxChars);
+    QFETCH(int, total);
+    QFETCH(int, flushEvery);
+    QFETCH(int, dropped);
+
+    QTextEdit edit;
+    KvcLogBuffer buffer(&edit, maxLines, maxChars);
+    for (int i = 0; i < total; ++i) {
+        // The last flushEvery lines arrive at once, as when the GUI stalls.
+        const bool stalled = flushEvery == 0 || (flushEvery == 30 && i >= 30);
+        buffer.append(3, numbered(i));
+        QVERIFY(buffer.pendingLines() <= maxLines);
+        QVERIFY(buffer.pendingChars() <= maxChars);
+        if (!stalled && (i + 1) % flushEvery == 0)
+            buffer.flush();
+    }
+    buffer.flush();
+
+    QString notice;
+    const QStringList lines = logLines(edit, &notice);
+    QCOMPARE(buffer.droppedLines(), qint64(dropped));
+    QCOMPARE(notice, dropped ? KvcLogBuffer::droppedNotice(dropped) : QString());
+    QCOMPARE(notice.isEmpty() ? QString() : notice,
+        dropped ? QStringLiteral("[%1 earlier lines of the log were dropped]").arg(dropped)
+                : QString());
+    // Exactly the newest lines, in order, and every other line counted.
+    QCOMPARE(lines.size(), total - dropped);
+    QCOMPARE(lines.first() + "\n", numbered(dropped));
+    QCOMPARE(lines.last() + "\n", numbered(total - 1));
+    QVERIFY(lines.size() <= maxLines);
+    QVERIFY(edit.document()->characterCount() <= maxChars + notice.size() + 2);
+}
+
+void TestKvcLogBuffer::trimsInChunksNotPerMessage()
+{
+    QTextEdit edit;
+    KvcLogBuffer buffer(&edit, 100, 100000);
+    int trims = 0;
+    for (int i = 0; i < 2000; ++i) {
+        const qint64 before = buffer.droppedLines();
+        const int blocks = edit.document()->blockCount();
+        buffer.append(-1, numbered(i));
+        buffer.flush();
+        const qint64 dropped = buffer.droppedLines() - before;
+        if (dropped > 0) {
+            ++trims;
+            // A fifth of the limit at once, and the document shrank by it.
+            QVERIFY2(dropped >= 20, qPrintable(QString::number(dropped)));
+            QVERIFY(edit.document()->blockCount() <= blocks + 2 - dropped);
+        }
+        QVERIFY(edit.document()->blockCount() <= 100 + 2);
+    }
+    QVERIFY2(trims >= 2000 / 25 && trims <= 2000 / 20, qPrintable(QString::number(trims)));
+}
+
+void TestKvcLogBuffer::noticeLeavesTheLogsColoursAlone()
+{
+    QTextEdit edit;
+    KvcLogBuffer buffer(&edit, 10, 100000);
+    // Raw output only: the log keeps the edit's own colour, also after trims.
+    for (int i = 0; i < 25; ++i) {
+        buffer.append(-1, numbered(i));
+        buffer.flush();
+    }
+    QVector<Run> runs = runsOf(edit);
+    QCOMPARE(runs.size(), 2);
+    QCOMPARE(runs[0].first, QColor(Qt::gray).name());
+    QCOMPARE(runs[0].second, KvcLogBuffer::droppedNotice(buffer.droppedLines()) + "\n");
+    QCOMPARE(runs[1].first, QString());
+    QVERIFY(edit.document()->firstBlock().begin().fragment().charFormat().fontItalic());
+
+    // A coloured line that survives keeps its colour, -1 keeps following it.
+    // Eight lines: exactly what a trim keeps of a limit of ten.
+    buffer.append(4, numbered(100));
+    buffer.append(-1, numbered(101));
+    for (int i = 0; i < 6; ++i)
+        buffer.append(6, numbered(200 + i));
+    buffer.flush();
+    runs = runsOf(edit);
+    QCOMPARE(runs.size(), 3);
+    QCOMPARE(runs[0].first, QColor(Qt::gray).name());
+    QCOMPARE(runs[1].first, name(Qt::red));
+    QCOMPARE(runs[1].second, numbered(100) + numbered(101));
+    QCOMPARE(runs[2].first, name(Qt::darkGreen));
+    QVERIFY(runs[2].second.endsWith(numbered(205)));
+    QCOMPARE(edit.textColor(), QColor(Qt::darkGreen));
+}
+
+void TestKvcLogBuffer::lineLongerThanTheLimitLosesItsBeginning()
+{
+    QTextEdit edit;
+    KvcLogBuffer buffer(&edit, 100, 1000);
+    QString all;
+    for (int i = 0; i < 50; ++i) {
+        const QString piece = QStringLiteral("%1").arg(i, 100, 10, QLatin1Char('x'));
+        all += piece;
+        buffer.append(-1, piece);
+        QVERIFY(buffer.pendingChars() <= 1000);
+        if (i % 3 == 0)
+            buffer.flush();
+    }
+    buffer.flush();
+    QString notice;
+    const QStringList lines = logLines(edit, &notice);
+    QCOMPARE(lines.size(), 1);
+    QVERIFY(lines.first().size() <= 1000);
+    QVERIFY(all.endsWith(lines.first()));
+    QVERIFY(buffer.droppedLines() > 0);
+    QCOMPARE(notice, KvcLogBuffer::droppedNotice(buffer.droppedLines()));
+}
+
+void TestKvcLogBuffer::defaultLimitIsFiftyThousandLines()
+{
+    QTextEdit edit;
+    KvcLogBuffer buffer(&edit);
+    QCOMPARE(buffer.maxLines(), 50000);
+    QCOMPARE(buffer.maxChars(), 4 * 1024 * 1024);
+    for (int i = 0; i < 50001; ++i) {
+        buffer.append(2, numbered(i));
+        if (i % 5000 == 4999)
+            buffer.flush();
+    }
+    buffer.flush();
+    QTRY_VERIFY(buffer.isEmpty());
+    QString notice;
+    const QStringList lines = logLines(edit, &notice);
+    QCOMPARE(lines.size(), 40000);
+    QCOMPARE(buffer.droppedLines(), qint64(10001));
+    QCOMPARE(lines.first() + "\n", numbered(10001));
+}
+
+void TestKvcLogBuffer::flushWritesAFrameAtATimeAndTheRestFollows_data()
+{
+    QTest::addColumn<int>("lineLength"); // without its line end
+    QTest::addColumn<int>("lines");
+    QTest::addColumn<int>("firstFlushLines");
+
+    const int chars = KvcLogBuffer::FlushChars;
+    QTest::newRow("short lines: the line budget")
+        << 11 << 3 * KvcLogBuffer::FlushLines + 5 << KvcLogBuffer::FlushLines;
+    QTest::newRow("long lines: the character budget, whole lines")
+        << 999 << 3 * chars / 1000 << chars / 1000;
+    QTest::newRow("a small burst goes at once") << 11 << 100 << 100;
+}
+
+void TestKvcLogBuffer::flushWritesAFrameAtATimeAndTheRestFollows()
+{
+    QFETCH(int, lineLength);
+    QFETCH(int, lines);
+    QFETCH(int, firstFlushLines);
+
+    QTextEdit edit;
+    KvcLogBuffer buffer(&edit);
+    QString expected;
+    QVector<Run> expectedRuns;
+    for (int i = 0; i < lines; ++i) {
+        const QString line = numbered(i).rightJustified(lineLength + 1, QLatin1Char('.'));
+        expected += line;
+        // Colours change on the way: each slice must keep them.
+        const int level = i % 1000 == 0 ? 4 : i % 1000 == 500 ? 6 : -1;
+        buffer.append(level, line);
+        const QString color = name((i / 500) % 2 ? Qt::darkGreen : Qt::red);
+        if (expectedRuns.isEmpty() || expectedRuns.last().first != color)
+            expectedRuns.append({color, QString()});
+        expectedRuns.last().second += line;
+    }
+    buffer.flush();
+    QCOMPARE(edit.document()->blockCount() - 1, firstFlushLines);
+    QCOMPARE(buffer.pendingLines(), lines - firstFlushLines);
+    QCOMPARE(edit.toPlainText(), expected.left(firstFlushLines * (lineLength + 1)));
+    // The rest comes by itself, frame by frame, without loss.
+    QTRY_VERIFY(buffer.isEmpty());
+    QCOMPARE(buffer.pendingChars(), 0);
+    QCOMPARE(edit.toPlainText(), expected);
+    QCOMPARE(buffer.droppedLines(), qint64(0));
+    QCOMPARE(runsOf(edit), expectedRuns);
+}
+
+void TestKvcLogBuffer::restIsNotFlushedIntoADeletedBuffer_data()
+{
+    QTest::addColumn<bool>("editFirst");
+    QTest::newRow("buffer deleted, edit lives on") << false;
+    QTest::newRow("edit deleted, then the buffer") << true;
+}
+
+void TestKvcLogBuffer::restIsNotFlushedIntoADeletedBuffer()
+{
+    QFETCH(bool, editFirst);
+    auto edit = std::make_unique<QTextEdit>();
+    auto buffer = std::make_unique<KvcLogBuffer>(edit.get());
+    for (int i = 0; i < 2 * KvcLogBuffer::FlushLines; ++i)
+        buffer->append(3, numbered(i));
+    buffer->flush();
+    QVERIFY(!buffer->isEmpty());
+    const int blocks = edit->document()->blockCount();
+    if (editFirst)
+        edit.reset();
+    buffer.reset();
+    // The flush of the rest was due a frame later: it must not come.
+    bool later = false;
+    QTimer::singleShot(100, [&later] { later = true; });
+    QTRY_VERIFY(later);
+    if (edit)
+        QCOMPARE(edit->document()->blockCount(), blocks);
 }
 
 QTEST_MAIN(TestKvcLogBuffer)

@@ -6,8 +6,12 @@
 //   FAKE_KIVO_RUN      behaviour of a run: args (print the arguments, one per
 //                      line, exit 0), exit3, crash, hang, split (a two-byte
 //                      character written in two reads), chatty (a line every
-//                      20 ms until killed)
+//                      20 ms until killed), flood (numbered lines as fast as
+//                      the pipe takes them for FAKE_KIVO_FLOOD_SECONDS
+//                      seconds, default 3, and at least FAKE_KIVO_FLOOD_LINES
+//                      lines, then "flood done after N lines")
 #include <chrono>
+#include <cinttypes>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
@@ -23,10 +27,7 @@ std::string env(const char *name)
     return value ? value : "";
 }
 
-void pause(int ms)
-{
-    std::this_thread::sleep_for(std::chrono::milliseconds(ms));
-}
+void pause(int ms) { std::this_thread::sleep_for(std::chrono::milliseconds(ms)); }
 
 [[noreturn]] void hang()
 {
@@ -86,6 +87,20 @@ int run(int argc, char **argv)
         std::fflush(stdout);
         pause(300);
         std::fputs("\xA9 au lait\n", stdout);
+        return 0;
+    }
+    if (mode == "flood") {
+        const std::string secondsText = env("FAKE_KIVO_FLOOD_SECONDS");
+        const long seconds = secondsText.empty() ? 3 : std::atol(secondsText.c_str());
+        const std::int64_t minLines = std::atoll(env("FAKE_KIVO_FLOOD_LINES").c_str());
+        const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(seconds);
+        std::int64_t lines = 0;
+        while (lines < minLines || std::chrono::steady_clock::now() < end) {
+            // Full stdio buffers: the pipe, not this loop, sets the pace.
+            for (int i = 0; i < 1024; ++i, ++lines)
+                std::printf("flood line %" PRId64 ": the simulator has a lot to say\n", lines);
+        }
+        std::printf("flood done after %" PRId64 " lines\n", lines + 1);
         return 0;
     }
     if (mode == "chatty") {

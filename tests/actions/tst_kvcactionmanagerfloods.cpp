@@ -1,0 +1,701 @@
+// The action manager and its results view under floods and slow peers: a
+// simulator that prints as fast as it can, a server that sends log messages
+// as fast as the client takes them, a client that never reads from the real
+// simulator's server, and a server that trickles its stream byte by byte.
+//
+// Responsiveness is shown by a GUI-thread timer that must go on ticking, and
+// by actions triggered mid-flood that take effect; memory by the log's
+// structural bounds, sampled on every tick. KVC_FLOOD_SECONDS sets how long
+// a flood lasts (default 3; run it with 60 for the full minute).
+#include "kvcactionmanager.h"
+
+#include "fakekivoinstall.h"
+#include "kvclogbuffer.h"
+#include "kvcommframewriter.h"
+#include "kvcommserver.h"
+#include "kvcresultswidget.h"
+#include "modalanswerer.h"
+
+#include <QAction>
+#include <QCheckBox>
+#include <QComboBox>
+#include <QElapsedTimer>
+#include <QLineEdit>
+#include <QPushButton>
+#include <QRegularExpression>
+#include <QTcpServer>
+#include <QTcpSocket>
+#include <QTemporaryDir>
+#include <QTextBlock>
+#include <QTextEdit>
+#include <QThread>
+#include <QtTest>
+
+#include <atomic>
+#include <memory>
+
+using Status = KvcActionManager::ExecutionStatus;
+
+namespace {
+
+const QString kivoPath = QStringLiteral(KVC_BIN_DIR "/kivo");
+const QString floodModel = QStringLiteral(KVC_EXAMPLES_DIR "/bench-flood.lua");
+
+int floodSeconds()
+{
+    const int seconds = qEnvironmentVariableIntValue("KVC_FLOOD_SECONDS");
+    return seconds > 0 ? seconds : 3;
+}
+
+// A generous limit for anything that waits for a flood to end.
+int floodTimeoutMs() { return floodSeconds() * 4000 + 120000; }
+
+bool isLive(Status status)
+{
+    return status == KvcActionManager::Loading || status == KvcActionManager::Running;
+}
+
+// The process's peak resident memory, for the record.
+QString peakMemory()
+{
+    QFile status(QStringLiteral("/proc/self/status"));
+    if (!status.open(QIODevice::ReadOnly))
+        return QStringLiteral("unknown");
+    for (const QByteArray &line : status.readAll().split('\n')) {
+        if (line.startsWith("VmHWM:"))
+            return QString::fromLatin1(line.mid(6).trimmed());
+    }
+    return QStringLiteral("unknown");
+}
+
+// Counts the turns of the GUI thread's event loop through a fast timer (a
+// blocked loop does not tick) and samples the view's log on every tick.
+struct Ticker {
+    QTimer timer;
+    QElapsedTimer clock;
+    int ticks = 0;
+    qint64 last = 0;
+    qint64 longestGapMs = 0;
+    QPointer<QTextEdit> log;
+    int maxBlocks = 0;
+    int maxChars = 0;
+
+    explicit Ticker(int intervalMs = 10)
+    {
+        timer.setInterval(intervalMs);
+        QObject::connect(&timer, &QTimer::timeout, [this] {
+            ++ticks;
+            const qint64 now = clock.elapsed();
+            longestGapMs = qMax(longestGapMs, now - last);
+            last = now;
+            if (log) {
+                maxBlocks = qMax(maxBlocks, log->document()->blockCount());
+                maxChars = qMax(maxChars, log->document()->characterCount());
+            }
+        });
+        clock.start();
+        timer.start();
+    }
+    ~Ticker()
+    {
+        // A measurement for the record, not a pass mark.
+        qInfo("GUI timer: %d ticks in %lld ms, longest gap %lld ms; log at most %d lines, "
+              "%d characters; peak memory of the process so far %s",
+            ticks, clock.elapsed(), longestGapMs, maxBlocks, maxChars, qPrintable(peakMemory()));
+    }
+};
+
+// The host's side: seven actions, what the manager told it, and a results
+// view built on the first live status, as a host does.
+struct Host {
+    QAction run {"run"}, cancel {"cancel"}, terminate {"terminate"}, config {"config"},
+        monitor {"monitor"}, serverInfo {"serverInfo"}, disconnect {"disconnect"};
+    KvcActionManager manager {
+        &run, &cancel, &terminate, &config, &monitor, &serverInfo, &disconnect};
+
+    QVector<Status> statuses;
+    std::unique_ptr<KvcResultsWidget> view;
+    // The log as the manager forwarded it: its lines, and its end (a flood
+    // is far too big to keep).
+    std::atomic<qint64> lines {0};
+    QString log;
+    int keepLog = 1 << 20;
+    int initFinished = 0;
+
+    Host()
+    {
+        QObject::connect(&manager, &KvcActionManager::executionStatusChanged,
+            [this](Status status, QSharedPointer<KvcResultsData> &data) {
+                statuses << status;
+                if (!view && isLive(status)) {
+                    view.reset(new KvcResultsWidget(&manager, status, data));
+                    view->resize(900, 700);
+                    view->show();
+                }
+            });
+        QObject::connect(
+            &manager, &KvcActionManager::logDataReceived, [this](int, const QString &text) {
+                lines += text.count(QLatin1Char('\n'));
+                log += text;
+                if (log.size() > keepLog)
+                    log.remove(0, log.size() - keepLog / 2);
+            });
+        QObject::connect(
+            &manager, &KvcActionManager::localKivoInitFinished, [this] { ++initFinished; });
+    }
+
+    QTextEdit *logEdit() const { return view ? view->findChild<QTextEdit *>("logTed") : nullptr; }
+
+    bool interrogate(const QString &exe, const QString &model)
+    {
+        manager.asyncLocalKivoInit(exe);
+        if (!QTest::qWaitFor([this] { return initFinished > 0; }, 10000))
+            return false;
+        manager.setLocalKivoModelFile(model);
+        return manager.canExecLocalKivo();
+    }
+
+    void connectThroughDialog(quint16 port)
+    {
+        handleNextModal(
+            [port](QWidget *dialog) {
+                dialog->findChild<QComboBox *>("addressCmb")->setEditText("localhost");
+                dialog->findChild<QLineEdit *>("portLed")->setText(QString::number(port));
+                dialog->findChild<QPushButton *>("connectBtn")->click();
+            },
+            "KvcMonitorDlg");
+        monitor.trigger();
+    }
+
+    void editOptions(std::function<void(QWidget *)> edit)
+    {
+        handleNextModal(
+            [edit](QWidget *dialog) {
+                edit(dialog);
+                dialog->findChild<QPushButton *>("okBtn")->click();
+            },
+            "KvcOptionsDlg");
+        config.trigger();
+    }
+};
+
+void setChecked(QWidget *dialog, const char *name, bool checked)
+{
+    dialog->findChild<QCheckBox *>(name)->setChecked(checked);
+}
+
+void setText(QWidget *dialog, const char *name, const QString &text)
+{
+    dialog->findChild<QLineEdit *>(name)->setText(text);
+}
+
+// A local run without automatic monitoring; with `local` the simulator's
+// server listens on a port of the system's choosing and the run waits for a
+// first client; the log stays on the process's output.
+std::function<void(QWidget *)> localRun(bool local)
+{
+    return [local](QWidget *dialog) {
+        setChecked(dialog, "autoMonitorChk", false);
+        setChecked(dialog, "localChk", local);
+        setText(dialog, "localPortLed", QString());
+        setText(dialog, "waitLed", local ? QStringLiteral("0") : QString());
+        setChecked(dialog, "noserverChk", true);
+        setChecked(dialog, "serverChk", false);
+    };
+}
+
+// What the view's log shows: the count of its notice (0 without one) and its
+// lines, without the empty one after the last line end.
+struct ShownLog {
+    qint64 dropped = 0;
+    QStringList lines;
+};
+
+ShownLog shownLog(const QTextEdit *edit)
+{
+    static const QRegularExpression notice(
+        QStringLiteral("^\\[(\\d+) earlier lines of the log were dropped\\]$"));
+    ShownLog shown;
+    if (!edit)
+        return shown;
+    shown.lines = edit->toPlainText().split(QLatin1Char('\n'));
+    if (!shown.lines.isEmpty() && shown.lines.last().isEmpty())
+        shown.lines.removeLast();
+    const QRegularExpressionMatch match = notice.match(shown.lines.value(0));
+    if (match.hasMatch()) {
+        shown.dropped = match.captured(1).toLongLong();
+        shown.lines.removeFirst();
+    }
+    return shown;
+}
+
+qint64 droppedShown(const Host &host) { return shownLog(host.logEdit()).dropped; }
+
+QString lastLine(const Host &host)
+{
+    const QStringList lines = shownLog(host.logEdit()).lines;
+    return lines.isEmpty() ? QString() : lines.last();
+}
+
+// The final line of a flood, "... done after N lines", as N (-1 if absent).
+qint64 doneCount(const QString &line)
+{
+    static const QRegularExpression done(QStringLiteral("done after (\\d+) lines$"));
+    const QRegularExpressionMatch match = done.match(line);
+    return match.hasMatch() ? match.captured(1).toLongLong() : -1;
+}
+
+// A monitoring server on a thread of its own, as in a simulator's process.
+class ThreadedServer
+{
+public:
+    explicit ThreadedServer(quint32 options)
+    {
+        context.moveToThread(&thread);
+        thread.start();
+        QMetaObject::invokeMethod(
+            &context,
+            [this, options] {
+                server = new KvCommServer;
+                server->setIdentity(QStringLiteral("3.1.0"), QStringLiteral("flood"));
+                server->setControlOptions(options);
+                server->listen(QHostAddress::LocalHost, 0);
+                port = server->serverPort();
+            },
+            Qt::BlockingQueuedConnection);
+    }
+    ~ThreadedServer()
+    {
+        QMetaObject::invokeMethod(
+            &context, [this] { delete server; }, Qt::BlockingQueuedConnection);
+        thread.quit();
+        thread.wait();
+    }
+
+    KvCommServer *server = nullptr;
+    quint16 port = 0;
+
+private:
+    QThread thread;
+    QObject context;
+};
+
+// A peer that replays a recorded stream to each connection, `chunk` bytes
+// (0: all) per turn of the event loop, and closes after the last byte.
+class TrickleServer : public QObject
+{
+public:
+    TrickleServer(const QByteArray &bytes, int bytesPerTurn)
+        : stream(bytes)
+        , chunk(bytesPerTurn)
+    {
+        server.listen(QHostAddress::LocalHost, 0);
+        timer.setInterval(0);
+        connect(&server, &QTcpServer::newConnection, this, [this] {
+            while (QTcpSocket *s = server.nextPendingConnection()) {
+                if (socket) {
+                    s->abort();
+                    continue;
+                }
+                socket = s;
+                // Each byte on the wire by itself.
+                s->setSocketOption(QAbstractSocket::LowDelayOption, 1);
+                connect(s, &QTcpSocket::readyRead, s, [s] { s->readAll(); });
+                timer.start();
+            }
+        });
+        connect(&timer, &QTimer::timeout, this, [this] {
+            if (!socket) {
+                timer.stop();
+                return;
+            }
+            const int n = chunk > 0 ? chunk : stream.size();
+            socket->write(stream.mid(sent, n));
+            socket->flush();
+            sent += qMin(n, stream.size() - sent);
+            ++writes;
+            if (sent >= stream.size()) {
+                timer.stop();
+                socket->disconnectFromHost();
+            }
+        });
+    }
+
+    quint16 port() const { return server.serverPort(); }
+
+    QTcpServer server;
+    QTimer timer;
+    QPointer<QTcpSocket> socket;
+    QByteArray stream;
+    int chunk = 0;
+    int sent = 0;
+    int writes = 0;
+};
+
+// The small simulation that the trickle replays: rule "solver" with time,
+// fem.iteration and fem.error, rule "bar" with T.max.
+QVector<KvCommClientTrackedRuleInfo> trickleRules()
+{
+    KvCommClientTrackedRuleInfo solver, bar;
+    solver.id = 0;
+    solver.name = QStringLiteral("solver");
+    solver.numTrackedData = 3;
+    bar.id = 1;
+    bar.firstTrackedData = 3;
+    bar.name = QStringLiteral("bar");
+    bar.numTrackedData = 1;
+    return {solver, bar};
+}
+
+QVector<KvCommClientTrackedRuleDataInfo> trickleValues()
+{
+    const char *names[] = {"time", "fem.iteration", "fem.error", "T.max"};
+    QVector<KvCommClientTrackedRuleDataInfo> values;
+    for (int i = 0; i < 4; ++i) {
+        KvCommClientTrackedRuleDataInfo value;
+        value.id = i;
+        value.ruleId = i < 3 ? 0 : 1;
+        value.position = i < 3 ? i : 0;
+        value.name = QString::fromLatin1(names[i]);
+        value.unit = i == 3 ? QStringLiteral("degC") : QString();
+        values << value;
+    }
+    return values;
+}
+
+QList<KvCommClientTrackedData> trickleBatch(int k)
+{
+    return {KvCommClientTrackedData(0, {0.5 * k}), KvCommClientTrackedData(1, {double(k + 1)}),
+        KvCommClientTrackedData(2, {1.0 / (k + 1)}), KvCommClientTrackedData(3, {20.0 + k})};
+}
+
+// Two-byte and three-byte characters, so that bytes of one character arrive
+// apart.
+QString trickleLogLine(int k)
+{
+    return QStringLiteral("step %1: Wärme fließt, ΔT = %2 °C\n").arg(k).arg(k * 0.25);
+}
+
+constexpr int historyBatches = 20;
+constexpr int liveBatches = 20;
+
+} // namespace
+
+class KvcActionManagerFloodsTest : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void initTestCase()
+    {
+        QStandardPaths::setTestModeEnabled(true);
+        QCoreApplication::setOrganizationName("kivoClientLibTests");
+        QCoreApplication::setApplicationName("tst_kvcactionmanagerfloods");
+        QVERIFY2(QFile::exists(kivoPath), qPrintable(kivoPath));
+        qInfo("flood length: %d s (KVC_FLOOD_SECONDS)", floodSeconds());
+    }
+
+    void cleanup()
+    {
+        qunsetenv("FAKE_KIVO_RUN");
+        qunsetenv("FAKE_KIVO_FLOOD_SECONDS");
+        qunsetenv("FAKE_KIVO_FLOOD_LINES");
+        QTRY_COMPARE(visibleTopLevelWidgets(), 0);
+    }
+
+    void localOutputFlood_data();
+    void localOutputFlood();
+    void serverLogFlood_data();
+    void serverLogFlood();
+    void clientThatNeverReadsIsDroppedAndTheRunFinishes();
+    void tricklingServerStreamIsAssembledWhole_data();
+    void tricklingServerStreamIsAssembledWhole();
+};
+
+void KvcActionManagerFloodsTest::localOutputFlood_data()
+{
+    QTest::addColumn<bool>("terminate");
+    QTest::newRow("flood runs out: Finished, every line shown or counted") << false;
+    QTest::newRow("terminate mid-flood: taken at once, Aborted") << true;
+}
+
+void KvcActionManagerFloodsTest::localOutputFlood()
+{
+    QFETCH(bool, terminate);
+    ModalAnswerer boxes;
+    QTemporaryDir dir;
+    Host host;
+    QVERIFY(host.interrogate(installFakeKivo(dir), "model.lua"));
+    host.editOptions(localRun(false));
+    qputenv("FAKE_KIVO_RUN", "flood");
+    qputenv("FAKE_KIVO_FLOOD_SECONDS", QByteArray::number(terminate ? 3600 : floodSeconds()));
+    // However slow the machine, well beyond what the log keeps.
+    qputenv("FAKE_KIVO_FLOOD_LINES", QByteArray::number(3 * KvcLogBuffer::DefaultMaxLines));
+
+    Ticker ticker;
+    host.run.trigger();
+    QCOMPARE(host.statuses, QVector<Status> {KvcActionManager::Running});
+    QVERIFY(host.logEdit());
+    ticker.log = host.logEdit();
+
+    if (terminate) {
+        // Well into the flood: the log was trimmed, and the GUI kept turning.
+        QTRY_VERIFY_WITH_TIMEOUT(droppedShown(host) > 0 && ticker.ticks >= 20, floodTimeoutMs());
+        host.terminate.trigger();
+    }
+    QTRY_COMPARE_WITH_TIMEOUT(host.statuses.size(), 2, floodTimeoutMs());
+    QCOMPARE(host.statuses[1], terminate ? KvcActionManager::Aborted : KvcActionManager::Finished);
+    QCOMPARE(boxes.count(), terminate ? 1 : 0);
+    QVERIFY(ticker.ticks >= 20);
+
+    // Bounded all along, though the flood went well beyond the limit.
+    QVERIFY2(host.lines > KvcLogBuffer::DefaultMaxLines, qPrintable(QString::number(host.lines)));
+    QVERIFY(ticker.maxBlocks <= KvcLogBuffer::DefaultMaxLines + 2);
+    QVERIFY(ticker.maxChars <= KvcLogBuffer::DefaultMaxChars + 100);
+    if (terminate)
+        return;
+
+    // The end of the flood is shown, and the notice accounts for the rest.
+    QTRY_VERIFY(doneCount(lastLine(host)) > 0);
+    const ShownLog shown = shownLog(host.logEdit());
+    const qint64 total = doneCount(shown.lines.last());
+    QCOMPARE(host.lines.load(), total);
+    QVERIFY(shown.dropped > 0);
+    QVERIFY(shown.lines.size() <= KvcLogBuffer::DefaultMaxLines);
+    QCOMPARE(shown.dropped + shown.lines.size(), total);
+    QCOMPARE(shown.lines.first(),
+        QStringLiteral("flood line %1: the simulator has a lot to say").arg(shown.dropped));
+    qInfo("%lld lines, %lld of them dropped", total, shown.dropped);
+}
+
+void KvcActionManagerFloodsTest::serverLogFlood_data()
+{
+    QTest::addColumn<bool>("cancel");
+    QTest::addColumn<bool>("paced");
+    QTest::newRow("flood runs out: Finished, every line shown or counted") << false << true;
+    QTest::newRow("cancel mid-flood: taken at once, Canceled") << true << true;
+    QTest::newRow("unpaced: kept up with, or dropped by the server and told so") << false << false;
+}
+
+void KvcActionManagerFloodsTest::serverLogFlood()
+{
+    QFETCH(bool, cancel);
+    QFETCH(bool, paced);
+    ModalAnswerer boxes;
+    std::atomic<bool> stop {false}; // outlives the server that sets it
+    ThreadedServer threaded(KvCommControlLog | KvCommControlCancel);
+    KvCommServer *server = threaded.server;
+    QVERIFY(threaded.port);
+    QObject::connect(server, &KvCommServer::cancelRequested, server, [&stop] { stop = true; });
+    server->publishStatus(KvCommStatusRunning);
+    server->publishSimulationInfo(
+        QStringLiteral("Log flood"), QString(), {}, QDateTime(), QDateTime::currentDateTime());
+
+    Host host;
+    host.connectThroughDialog(threaded.port);
+    QVERIFY(host.manager.isRemote());
+    QVERIFY(host.logEdit());
+    Ticker ticker;
+    ticker.log = host.logEdit();
+
+    // As fast as the client takes it: at most 20 000 lines ahead of it, so
+    // that the server does not drop it for falling behind.
+    const qint64 limitMs = cancel ? 3600 * 1000 : floodSeconds() * 1000;
+    std::atomic<qint64> published {0};
+    std::unique_ptr<QThread> publisher(QThread::create([&] {
+        QElapsedTimer clock;
+        clock.start();
+        qint64 n = 0;
+        // However slow the machine, well beyond what the log keeps.
+        const qint64 minLines = 3 * KvcLogBuffer::DefaultMaxLines;
+        while (!stop && (n < minLines || clock.elapsed() < limitMs)) {
+            if (paced && n - host.lines.load() > 20000) {
+                QThread::yieldCurrentThread();
+                continue;
+            }
+            server->publishLog(n % 1000 == 999 ? 4 : 2,
+                QStringLiteral("server line %1: the simulator has a lot to say\n").arg(n));
+            published = ++n;
+        }
+        server->publishLog(2, QStringLiteral("server flood done after %1 lines\n").arg(n + 1));
+        published = n + 1;
+        server->publishStatus(stop ? KvCommStatusCanceled : KvCommStatusFinished);
+        QMetaObject::invokeMethod(
+            server, [server] { server->closeAllAfterFlush(); }, Qt::QueuedConnection);
+    }));
+    publisher->start();
+    // A failing check returns early: the publisher must not outlive its data.
+    auto stopPublisher = qScopeGuard([&] {
+        stop = true;
+        publisher->wait();
+    });
+
+    if (cancel) {
+        QTRY_VERIFY_WITH_TIMEOUT(droppedShown(host) > 0 && ticker.ticks >= 20, floodTimeoutMs());
+        QVERIFY(host.cancel.isEnabled());
+        host.cancel.trigger();
+    }
+    QTRY_VERIFY_WITH_TIMEOUT(publisher->isFinished(), floodTimeoutMs());
+    QTRY_VERIFY_WITH_TIMEOUT(!host.manager.isRemote(), floodTimeoutMs());
+    if (!paced) {
+        // The server drops a client that falls 64 MiB behind; the GUI then
+        // reports the broken connection. Either way it kept turning and the
+        // log stayed bounded.
+        QVERIFY(ticker.ticks >= 20);
+        QVERIFY(ticker.maxBlocks <= KvcLogBuffer::DefaultMaxLines + 2);
+        QVERIFY(ticker.maxChars <= KvcLogBuffer::DefaultMaxChars + 100);
+        QVERIFY(droppedShown(host) > 0);
+        if (boxes.count() == 0) {
+            QCOMPARE(host.statuses.last(), KvcActionManager::Finished);
+            QCOMPARE(host.lines.load(), published.load());
+        } else {
+            QCOMPARE(boxes.count(), 1);
+            QCOMPARE(boxes.last().title, QString("Communication error..."));
+            QCOMPARE(host.statuses.last(), KvcActionManager::Unknown);
+            QVERIFY(host.lines < published);
+        }
+        qInfo("unpaced: %lld of %lld lines arrived; %s", qint64(host.lines.load()),
+            qint64(published.load()),
+            boxes.count() ? qPrintable(boxes.last().text.replace('\n', ' ')) : "no box");
+        return;
+    }
+    QCOMPARE(
+        host.statuses.last(), cancel ? KvcActionManager::Canceled : KvcActionManager::Finished);
+    QCOMPARE(boxes.count(), 0);
+    QVERIFY(ticker.ticks >= 20);
+
+    QCOMPARE(host.lines.load(), published.load());
+    QVERIFY2(host.lines > KvcLogBuffer::DefaultMaxLines, qPrintable(QString::number(host.lines)));
+    QVERIFY(ticker.maxBlocks <= KvcLogBuffer::DefaultMaxLines + 2);
+    QVERIFY(ticker.maxChars <= KvcLogBuffer::DefaultMaxChars + 100);
+    QTRY_VERIFY(doneCount(lastLine(host)) > 0);
+    const ShownLog shown = shownLog(host.logEdit());
+    QCOMPARE(doneCount(shown.lines.last()), published.load());
+    QCOMPARE(shown.dropped + shown.lines.size(), published.load());
+    QCOMPARE(shown.lines.first(),
+        QStringLiteral("server line %1: the simulator has a lot to say").arg(shown.dropped));
+    qInfo("%lld lines, %lld of them dropped", qint64(published.load()), shown.dropped);
+}
+
+void KvcActionManagerFloodsTest::clientThatNeverReadsIsDroppedAndTheRunFinishes()
+{
+    ModalAnswerer boxes;
+    Host host;
+    QVERIFY(host.interrogate(kivoPath, floodModel));
+    host.editOptions(localRun(true));
+    Ticker ticker;
+    host.run.trigger();
+    QCOMPARE(host.statuses, QVector<Status> {KvcActionManager::Running});
+
+    // The port the system gave the simulator's server, from its log.
+    const QRegularExpression listening(
+        QStringLiteral("Monitoring server listening on localhost port (\\d+)"));
+    QTRY_VERIFY_WITH_TIMEOUT(listening.match(host.log).hasMatch(), 30000);
+    const quint16 port = quint16(listening.match(host.log).captured(1).toUInt());
+
+    // Greets, then never reads: once its one byte of buffer is full, the
+    // socket leaves everything in the system's buffers.
+    QTcpSocket stalled;
+    stalled.setReadBufferSize(1);
+    stalled.connectToHost(QHostAddress::LocalHost, port);
+    QVERIFY(stalled.waitForConnected(5000));
+    stalled.write(KvCommFrameWriter::hello(1));
+    const QString peer = QStringLiteral("127.0.0.1:%1").arg(stalled.localPort());
+
+    QTRY_COMPARE_WITH_TIMEOUT(host.statuses.size(), 2, 300000);
+    QCOMPARE(host.statuses[1], KvcActionManager::Finished); // exit code 0
+    QCOMPARE(boxes.count(), 0);
+    const QRegularExpression dropped(QStringLiteral("Monitoring client %1 dropped: ([^\n]*)")
+                                         .arg(QRegularExpression::escape(peer)));
+    const QRegularExpressionMatch match = dropped.match(host.log);
+    QVERIFY2(match.hasMatch(), qPrintable(host.log.right(2000)));
+    qInfo("the simulator's reason: %s", qPrintable(match.captured(1)));
+    QVERIFY(ticker.ticks >= 20);
+}
+
+void KvcActionManagerFloodsTest::tricklingServerStreamIsAssembledWhole_data()
+{
+    QTest::addColumn<int>("chunk");
+    QTest::newRow("whole stream at once (the reference)") << 0;
+    QTest::newRow("one byte per turn of the event loop") << 1;
+    QTest::newRow("seven bytes per turn: frames and characters cut anywhere") << 7;
+}
+
+void KvcActionManagerFloodsTest::tricklingServerStreamIsAssembledWhole()
+{
+    QFETCH(int, chunk);
+
+    // A stream as a real server sends it: the history of a running
+    // simulation, then live samples and log lines, its end and the close.
+    QByteArray stream;
+    {
+        KvCommServer server;
+        server.setIdentity(QStringLiteral("3.1.0"), QStringLiteral("trickle"));
+        server.setControlOptions(KvCommControlLog | KvCommControlCancel);
+        QVERIFY(server.listen(QHostAddress::LocalHost, 0));
+        server.publishStatus(KvCommStatusRunning);
+        server.publishSimulationInfo(QStringLiteral("Trickle"), QStringLiteral("byte by byte"),
+            {QStringLiteral("model.lua")}, QDateTime::currentDateTime(),
+            QDateTime::currentDateTime());
+        server.publishRuleData(trickleRules(), trickleValues());
+        for (int k = 0; k < historyBatches; ++k)
+            server.publishSamples(trickleBatch(k), 10 * k);
+
+        QTcpSocket recorder;
+        QObject::connect(&recorder, &QTcpSocket::readyRead, [&] { stream += recorder.readAll(); });
+        recorder.connectToHost(QHostAddress::LocalHost, server.serverPort());
+        QVERIFY(recorder.waitForConnected(5000));
+        recorder.write(KvCommFrameWriter::hello(1));
+        QTRY_COMPARE(server.clientCount(), 1);
+        for (int k = historyBatches; k < historyBatches + liveBatches; ++k) {
+            server.publishLog(k % 8, trickleLogLine(k));
+            server.publishSamples(trickleBatch(k), 10 * k);
+        }
+        server.publishStatus(KvCommStatusFinished);
+        server.closeAllAfterFlush();
+        QTRY_COMPARE(recorder.state(), QAbstractSocket::UnconnectedState);
+        stream += recorder.readAll();
+    }
+    QVERIFY(stream.size() > 1000);
+
+    ModalAnswerer boxes;
+    TrickleServer trickle(stream, chunk);
+    Host host;
+    Ticker ticker(1);
+    host.connectThroughDialog(trickle.port());
+    QVERIFY(host.manager.isRemote());
+    QVERIFY(host.view);
+    QTRY_VERIFY_WITH_TIMEOUT(!host.manager.isRemote(), 120000);
+    QCOMPARE(boxes.count(), 0);
+    QCOMPARE(host.statuses.last(), KvcActionManager::Finished);
+    QCOMPARE(trickle.sent, stream.size());
+    if (chunk > 0) {
+        // One write per turn: the loop turned that often while the client
+        // assembled the frames, and the GUI timer went on ticking.
+        QCOMPARE(trickle.writes, (stream.size() + chunk - 1) / chunk);
+        QVERIFY2(ticker.ticks >= 5, qPrintable(QString::number(ticker.ticks)));
+    }
+
+    // Everything arrived exactly as published.
+    QString expectedLog;
+    QVector<double> times, execTimes, errors;
+    for (int k = 0; k < historyBatches + liveBatches; ++k) {
+        times << 0.5 * k;
+        execTimes << 10 * k / 1000.0;
+        errors << 1.0 / (k + 1);
+        if (k >= historyBatches)
+            expectedLog += trickleLogLine(k);
+    }
+    QCOMPARE(host.log, expectedLog);
+    const QSharedPointer<KvcResultsData> data = host.view->resultData();
+    QCOMPARE(data->simTimeData(), times);
+    QCOMPARE(data->simExecTimeData(), execTimes);
+    const int errorId = data->graphics().at(2)->trackId;
+    QCOMPARE(errorId, 2);
+    QCOMPARE(data->simTrackedData(errorId).data.value(0), errors);
+    QCOMPARE(data->simTrackedData(3).data.value(0).size(), times.size());
+    QTRY_COMPARE(host.logEdit()->toPlainText(), expectedLog);
+}
+
+QTEST_MAIN(KvcActionManagerFloodsTest)
+#include "tst_kvcactionmanagerfloods.moc"
