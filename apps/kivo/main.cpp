@@ -146,28 +146,28 @@ int main(int argc, char *argv[])
         server.reset(new KvCommServer);
         server->setIdentity(QStringLiteral("3.1.0"), QStringLiteral("5012"));
         server->setControlOptions(KvCommControlCancel | KvCommControlTerminate
-                                  | (monitor.logsThroughServer ? KvCommControlLog : 0u));
+            | (monitor.logsThroughServer ? KvCommControlLog : 0u));
         const QHostAddress address = monitor.localOnly ? QHostAddress(QHostAddress::LocalHost)
                                                        : QHostAddress(QHostAddress::Any);
         if (!server->listen(address, quint16(monitor.port))) {
-            std::fprintf(stderr, "kivo: error: the monitoring server cannot listen on %s port %d: %s\n",
-                         address.toString().toLocal8Bit().constData(), monitor.port,
-                         server->errorString().toLocal8Bit().constData());
+            std::fprintf(stderr,
+                "kivo: error: the monitoring server cannot listen on %s port %d: %s\n",
+                address.toString().toLocal8Bit().constData(), monitor.port,
+                server->errorString().toLocal8Bit().constData());
             return SimulationDriver::FileError;
         }
         if (!monitor.connectFile.isEmpty()
-            && !ServerMonitorSink::writeConnectionFile(monitor.connectFile, server->serverPort(),
-                                                       monitor.localOnly, error)) {
+            && !ServerMonitorSink::writeConnectionFile(
+                monitor.connectFile, server->serverPort(), monitor.localOnly, error)) {
             std::fprintf(stderr, "kivo: error: %s\n", error.toLocal8Bit().constData());
             return SimulationDriver::FileError;
         }
         sink.reset(new ServerMonitorSink(server.get()));
         QObject::connect(server.get(), &KvCommServer::clientDropped, &app,
-                         [&logger](const QString &peer, const QString &reason) {
-                             logger.log(Logger::Warning,
-                                        QStringLiteral("Monitoring client %1 dropped: %2\n")
-                                            .arg(peer, reason));
-                         });
+            [&logger](const QString &, const QString &reason) {
+                // The reason names the client already.
+                logger.log(Logger::Warning, QStringLiteral("Monitoring: %1\n").arg(reason));
+            });
     } else {
         sink.reset(new NullMonitorSink);
     }
@@ -187,7 +187,8 @@ int main(int argc, char *argv[])
     if (server)
         logger.log(Logger::Info,
             QStringLiteral("Monitoring server listening on %1 port %2")
-                .arg(monitor.localOnly ? QStringLiteral("localhost") : QStringLiteral("all interfaces"))
+                .arg(monitor.localOnly ? QStringLiteral("localhost")
+                                       : QStringLiteral("all interfaces"))
                 .arg(server->serverPort()));
 
     // The numbers run on a worker so that the main thread's event loop stays
@@ -204,7 +205,8 @@ int main(int argc, char *argv[])
                     app.quit();
                     return;
                 }
-                QObject::connect(server.get(), &KvCommServer::allClosed, &app, &QCoreApplication::quit);
+                QObject::connect(
+                    server.get(), &KvCommServer::allClosed, &app, &QCoreApplication::quit);
                 server->closeAllAfterFlush(5000);
             },
             Qt::QueuedConnection);

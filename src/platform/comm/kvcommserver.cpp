@@ -58,7 +58,7 @@ quint16 KvCommServer::serverPort() const { return d->tcp.serverPort(); }
 
 QString KvCommServer::errorString() const { return d->tcp.errorString(); }
 
-int KvCommServer::clientCount() const { return d->liveCount(); }
+int KvCommServer::clientCount() const { return d->clientCount(); }
 
 qint64 KvCommServer::samplesPublished() const
 {
@@ -147,7 +147,7 @@ void KvCommServer::closeAllAfterFlush(int timeoutMs)
     d->tcp.close();
     for (KvCommServerPrivate::Connection *c : d->connections) {
         if (!c->dead)
-            c->socket->disconnectFromHost(); // disconnected() follows once flushed
+            d->closeAfterFlush(c); // disconnected() follows once the client closes
     }
     d->removeDead();
     if (d->liveCount() > 0)

@@ -87,7 +87,8 @@ public:
     bool isListening() const;
     quint16 serverPort() const;
     QString errorString() const;
-    /// Clients connected now.
+    /// Clients connected now (a dropped client that is still being told why
+    /// no longer counts).
     int clientCount() const;
     /// Samples published so far (the next sample's sequence number).
     qint64 samplesPublished() const;

@@ -10,10 +10,18 @@
 
 #include <algorithm>
 
+#ifdef Q_OS_WIN
+#include <winsock2.h>
+#else
+#include <sys/socket.h>
+#endif
+
 namespace {
 
 // A client has little to say: control requests and heartbeats.
 constexpr qint64 MaxClientBytes = 1024 * 1024;
+// What a socket is given at a time; the rest waits in the connection's queue.
+constexpr qint64 SocketChunk = 1024 * 1024;
 
 QString peerName(const QTcpSocket *socket)
 {
@@ -40,7 +48,9 @@ KvCommServerPrivate::KvCommServerPrivate(KvCommServer *q)
     closeTimer.setSingleShot(true);
     QObject::connect(&closeTimer, &QTimer::timeout, q, [this] {
         for (Connection *c : connections) {
-            if (!c->dead)
+            if (!c->dead && c->refused)
+                finish(c); // reported when it was refused
+            else if (!c->dead)
                 drop(c,
                     QStringLiteral("Client %1 dropped: its data could not be sent before "
                                    "the server closed")
@@ -72,6 +82,12 @@ int KvCommServerPrivate::liveCount() const
 {
     return int(std::count_if(
         connections.begin(), connections.end(), [](const Connection *c) { return !c->dead; }));
+}
+
+int KvCommServerPrivate::clientCount() const
+{
+    return int(std::count_if(connections.begin(), connections.end(),
+        [](const Connection *c) { return !c->dead && !c->refused; }));
 }
 
 void KvCommServerPrivate::enqueue(Pending &&item)
@@ -160,15 +176,77 @@ void KvCommServerPrivate::broadcast(const QByteArray &frame)
 
 void KvCommServerPrivate::send(Connection *c, const QByteArray &frame)
 {
-    if (c->dead || c->refused)
+    if (c->dead || c->closeWhenFlushed)
         return;
-    c->socket->write(frame);
-    if (c->socket->bytesToWrite() > c->sendLimit) {
-        drop(c,
+    if (c->queue.empty() && c->socket->bytesToWrite() < SocketChunk) {
+        c->socket->write(frame);
+    } else {
+        c->queue.push_back(frame);
+        c->queued += frame.size();
+    }
+    if (backlog(c) > c->sendLimit) {
+        // Whole frames are queued, so an Error frame after them is read as
+        // one: a client that is only slow learns why its stream ends.
+        refuse(c,
+            QStringLiteral("this client does not keep up (more than %1 waiting to be sent); "
+                           "the server dropped it")
+                .arg(mib(c->sendLimit)),
             QStringLiteral("Client %1 dropped: it does not keep up (more than %2 waiting to "
                            "be sent)")
                 .arg(c->peer, mib(c->sendLimit)));
     }
+}
+
+void KvCommServerPrivate::closeAfterFlush(Connection *c)
+{
+    for (const QByteArray &frame : c->queue)
+        c->socket->write(frame);
+    c->queue.clear();
+    c->queued = 0;
+    c->closeWhenFlushed = true;
+    halfCloseIfFlushed(c);
+}
+
+void KvCommServerPrivate::halfCloseIfFlushed(Connection *c)
+{
+    if (c->halfClosed || c->socket->bytesToWrite() > 0)
+        return;
+    c->halfClosed = true;
+#ifdef Q_OS_WIN
+    ::shutdown(SOCKET(c->socket->socketDescriptor()), SD_SEND);
+#else
+    ::shutdown(int(c->socket->socketDescriptor()), SHUT_WR);
+#endif
+}
+
+qint64 KvCommServerPrivate::backlog(const Connection *c) const
+{
+    return c->socket->bytesToWrite() + c->queued;
+}
+
+void KvCommServerPrivate::refill(Connection *c)
+{
+    while (!c->queue.empty() && c->socket->bytesToWrite() < SocketChunk) {
+        c->socket->write(c->queue.front());
+        c->queued -= c->queue.front().size();
+        c->queue.pop_front();
+    }
+}
+
+void KvCommServerPrivate::refuse(Connection *c, const QString &told, const QString &reason)
+{
+    // The socket holds whole frames only: the reason follows them at once,
+    // and the backlog that was not handed over yet is let go.
+    c->queue.clear();
+    c->queued = 0;
+    c->socket->write(KvCommFrameWriter::error(told));
+    // Closed once everything is out, or by the heartbeat check if the client
+    // has not read it all within the time a silent client is given.
+    c->refused = true;
+    c->lastReceived.restart();
+    closeAfterFlush(c);
+    const QString peer = c->peer;
+    post([this, peer, reason] { emit q->clientDropped(peer, reason); });
 }
 
 void KvCommServerPrivate::onNewConnection()
@@ -188,9 +266,15 @@ void KvCommServerPrivate::onNewConnection()
         QObject::connect(socket, &QTcpSocket::readyRead, q, [this, c] { onReadyRead(c); });
         QObject::connect(socket, &QTcpSocket::disconnected, q, [this, c] { onDisconnected(c); });
         QObject::connect(socket, &QTcpSocket::bytesWritten, q, [this, c] {
+            if (c->dead)
+                return;
             // Once the backlog of joining is out, the ordinary limit applies.
-            if (c->sendLimit > maxSendBuffer && c->socket->bytesToWrite() < maxSendBuffer)
+            if (c->sendLimit > maxSendBuffer && backlog(c) < maxSendBuffer)
                 c->sendLimit = maxSendBuffer;
+            if (c->closeWhenFlushed)
+                halfCloseIfFlushed(c);
+            else
+                refill(c);
         });
 
         // Everything published up to now, in the order a client needs it.
@@ -220,8 +304,13 @@ void KvCommServerPrivate::onNewConnection()
 
 void KvCommServerPrivate::onReadyRead(Connection *c)
 {
-    if (c->dead || c->refused)
+    if (c->dead)
         return;
+    if (c->closeWhenFlushed) {
+        // Read and ignored, so that the close is not a reset.
+        c->socket->readAll();
+        return;
+    }
     c->lastReceived.restart();
     c->reader.readFrom(c->socket, MaxClientBytes);
     while (!c->dead && c->reader.readNext(c->message)) {
@@ -236,18 +325,13 @@ void KvCommServerPrivate::onReadyRead(Connection *c)
             }
             if (m.protocolVersion != KvCommProtocol::Version) {
                 // Tell it why before closing, so its user reads a reason.
-                c->socket->write(KvCommFrameWriter::error(
+                refuse(c,
                     QStringLiteral("this server speaks protocol version %1, the client %2")
                         .arg(KvCommProtocol::Version)
-                        .arg(m.protocolVersion)));
-                const QString reason = QStringLiteral("Client %1 dropped: it speaks protocol "
-                                                      "version %2")
-                                           .arg(c->peer)
-                                           .arg(m.protocolVersion);
-                c->refused = true;
-                c->socket->disconnectFromHost();
-                const QString peer = c->peer;
-                post([this, peer, reason] { emit q->clientDropped(peer, reason); });
+                        .arg(m.protocolVersion),
+                    QStringLiteral("Client %1 dropped: it speaks protocol version %2")
+                        .arg(c->peer)
+                        .arg(m.protocolVersion));
                 break;
             }
             c->greeted = true;
@@ -340,6 +424,12 @@ void KvCommServerPrivate::onHeartbeat()
     for (Connection *c : connections) {
         if (c->dead)
             continue;
+        if (c->refused) {
+            // Already reported as dropped; it is only being closed.
+            if (c->lastReceived.elapsed() > deadAfter)
+                finish(c);
+            continue;
+        }
         if (c->lastReceived.elapsed() > deadAfter) {
             drop(c,
                 QStringLiteral("Client %1 dropped: no data for %2 s")

@@ -44,8 +44,17 @@ public:
         QString peer;
         QElapsedTimer lastReceived;
         qint64 sendLimit = 0;
+        // Frames not yet handed to the socket: the socket gets about
+        // SocketChunk at a time, so that a dropped client's backlog can be
+        // thrown away at a frame boundary.
+        std::deque<QByteArray> queue;
+        qint64 queued = 0;
         bool greeted = false;
         bool refused = false; // told why and being closed
+        // Closed once everything is out: then half closed (our side), and
+        // gone when the client closes its side.
+        bool closeWhenFlushed = false;
+        bool halfClosed = false;
         bool dead = false;
     };
 
@@ -58,17 +67,30 @@ public:
     void trimHistory();
     void broadcast(const QByteArray &frame);
     void send(Connection *c, const QByteArray &frame);
+    void refill(Connection *c);
+    // Closes after the data sent so far. QAbstractSocket::disconnectFromHost()
+    // stops reading, and closing a socket with unread data (the client's
+    // heartbeats) resets the connection: the client would lose whatever it
+    // had not read yet, its last samples and the final status among them.
+    void closeAfterFlush(Connection *c);
+    void halfCloseIfFlushed(Connection *c);
+    qint64 backlog(const Connection *c) const;
 
     void onNewConnection();
     void onReadyRead(Connection *c);
     void onDisconnected(Connection *c);
     void onHeartbeat();
     void drop(Connection *c, const QString &reason);
+    // Tells the client `told` in an Error frame, reports `reason` and closes
+    // once the queued data is out.
+    void refuse(Connection *c, const QString &told, const QString &reason);
     void finish(Connection *c);
     void removeDead();
     void checkAllClosed();
     void post(std::function<void()> f);
+    // Connections not yet closed, and those of them not being refused.
     int liveCount() const;
+    int clientCount() const;
 
     KvCommServer *q = nullptr;
     QTcpServer tcp;

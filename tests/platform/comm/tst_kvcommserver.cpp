@@ -43,11 +43,13 @@ private slots:
     void controlRequestsHonouredOnlyWhenAnnounced_data();
     void controlRequestsHonouredOnlyWhenAnnounced();
     void stalledClientIsDroppedWhileThePublisherGoesOn();
+    void droppedClientReadsWholeFramesThenWhy();
     void misbehavingClientIsDropped_data();
     void misbehavingClientIsDropped();
     void silentClientIsDroppedByTheHeartbeat();
     void closeAllAfterFlushDeliversTheFinalStatus();
     void closeAllAfterFlushWithoutClients();
+    void closeAllAfterFlushWaitsForASlowReader();
 };
 
 void tst_KvCommServer::portZeroChoosesAPortAndReportsClients()
@@ -280,6 +282,58 @@ void tst_KvCommServer::stalledClientIsDroppedWhileThePublisherGoesOn()
     QCOMPARE(healthy.state(), KvCommClient::Connected);
 }
 
+void tst_KvCommServer::droppedClientReadsWholeFramesThenWhy()
+{
+    KvCommServer server;
+    server.setMaxSendBuffer(1024 * 1024);
+    QVERIFY(server.listen(QHostAddress::LocalHost));
+    KvCommClientTrackedRuleInfo rule;
+    rule.numTrackedData = 1;
+    KvCommClientTrackedRuleDataInfo field;
+    field.id = 0;
+    field.ruleId = 0;
+    field.numRows = 8192;
+    server.publishRuleData({rule}, {field});
+
+    QTcpSocket slow;
+    slow.setReadBufferSize(1);
+    slow.connectToHost(QHostAddress::LocalHost, server.serverPort());
+    QVERIFY(slow.waitForConnected(5000));
+    slow.write(KvCommFrameWriter::hello(1));
+    QTRY_COMPARE(server.clientCount(), 1);
+
+    QSignalSpy dropped(&server, &KvCommServer::clientDropped);
+    const QList<KvCommClientTrackedData> big
+        = {KvCommClientTrackedData(0, QVector<double>(8192, 0.5))};
+    for (int k = 0; dropped.isEmpty() && k < 100000; ++k) {
+        server.publishSamples(big, k);
+        QCoreApplication::processEvents();
+    }
+    QCOMPARE(dropped.count(), 1);
+    QCOMPARE(server.clientCount(), 0);
+
+    // The client still talks (a heartbeat the server no longer reads) and
+    // only now reads: a close that left it unread would reset the connection
+    // and take the unread frames and the reason with it.
+    slow.write(KvCommFrameWriter::heartbeat());
+    QByteArray bytes;
+    connect(&slow, &QTcpSocket::readyRead, this, [&] { bytes += slow.readAll(); });
+    slow.setReadBufferSize(0);
+    bytes += slow.readAll();
+    QTRY_COMPARE_WITH_TIMEOUT(slow.state(), QAbstractSocket::UnconnectedState, 30000);
+    bytes += slow.readAll();
+
+    QString error;
+    const QVector<KvCommMessage> messages = messagesOf(bytes, &error);
+    QVERIFY2(error.isEmpty(), qPrintable(error));
+    QVERIFY(messages.size() > 3);
+    QCOMPARE(messages.last().type, KvCommProtocol::Error);
+    QVERIFY2(messages.last().text.contains(QStringLiteral("does not keep up")),
+        qPrintable(messages.last().text));
+    // What it was given before the reason is a bounded part of the backlog.
+    QVERIFY(bytes.size() < 8 * 1024 * 1024);
+}
+
 void tst_KvCommServer::misbehavingClientIsDropped_data()
 {
     QTest::addColumn<QByteArray>("bytes");
@@ -400,4 +454,51 @@ void tst_KvCommServer::closeAllAfterFlushWithoutClients()
 }
 
 QTEST_GUILESS_MAIN(tst_KvCommServer)
+void tst_KvCommServer::closeAllAfterFlushWaitsForASlowReader()
+{
+    KvCommServer server;
+    QVERIFY(server.listen(QHostAddress::LocalHost));
+    KvCommClientTrackedRuleInfo rule;
+    rule.numTrackedData = 1;
+    KvCommClientTrackedRuleDataInfo field;
+    field.id = 0;
+    field.ruleId = 0;
+    field.numRows = 8192;
+    server.publishRuleData({rule}, {field});
+    QTcpSocket slow;
+    slow.setReadBufferSize(1);
+    slow.connectToHost(QHostAddress::LocalHost, server.serverPort());
+    QVERIFY(slow.waitForConnected(5000));
+    slow.write(KvCommFrameWriter::hello(1));
+    QTRY_COMPARE(server.clientCount(), 1);
+
+    // 16 MiB behind at the end of the run, and still sending heartbeats.
+    const int batches = 256;
+    const QList<KvCommClientTrackedData> big
+        = {KvCommClientTrackedData(0, QVector<double>(8192, 0.5))};
+    for (int k = 0; k < batches; ++k)
+        server.publishSamples(big, k);
+    server.publishStatus(KvCommStatusFinished);
+    QSignalSpy closed(&server, &KvCommServer::allClosed);
+    server.closeAllAfterFlush(30000);
+    slow.write(KvCommFrameWriter::heartbeat());
+
+    QByteArray bytes;
+    connect(&slow, &QTcpSocket::readyRead, this, [&] { bytes += slow.readAll(); });
+    slow.setReadBufferSize(0);
+    bytes += slow.readAll();
+    QTRY_COMPARE_WITH_TIMEOUT(slow.state(), QAbstractSocket::UnconnectedState, 30000);
+    bytes += slow.readAll();
+    QTRY_COMPARE(closed.count(), 1);
+
+    QString error;
+    const QVector<KvCommMessage> messages = messagesOf(bytes, &error);
+    QVERIFY2(error.isEmpty(), qPrintable(error));
+    int samples = 0;
+    for (const KvCommMessage &m : messages)
+        samples += m.type == KvCommProtocol::Samples;
+    QCOMPARE(samples, batches);
+    QCOMPARE(messages.last().type, KvCommProtocol::Status);
+}
+
 #include "tst_kvcommserver.moc"
