@@ -63,7 +63,9 @@ class QTimer;
 ///   at ten million samples). Nothing stored is dropped: the results data
 ///   keeps every sample;
 /// - log messages are written once per frame, one insertion per run of
-///   messages of the same colour (KvcLogBuffer). Levels 0..7 take their colour
+///   messages of the same colour, at most 500 lines a frame (KvcLogBuffer).
+///   The log keeps the newest 50 000 lines (or 4 Mi characters); a grey line
+///   at its top says how many earlier lines were dropped. Levels 0..7 take their colour
 ///   (black, black, black, blue, red, red, dark green, dark green); -1 (raw
 ///   process output) and any level outside -1..7 keep the previous colour.
 ///
