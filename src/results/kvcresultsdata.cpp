@@ -273,6 +273,42 @@ void KvcResultsData::newTrackedData(const QList<KvCommClientTrackedData> &data, 
         history.max = hi;
         emit trackedDataReceived(id);
     }
+    growAhead();
+}
+
+void KvcResultsData::growAhead()
+{
+    // Every vector of a value gains one element per sample, so vectors that
+    // started together fill up together and would all be copied to their
+    // doubled buffers in the same batch: tens of megabytes at once, a stall
+    // of the GUI thread growing with the history. Instead, a few vectors are
+    // looked at per batch, in turn, and the first that is nearly full is
+    // doubled ahead of time: at most one copy per batch.
+    constexpr int looksPerBatch = 4;
+    constexpr int smallVector = 4096; // cheap to copy when it fills up
+    const int numTracked = m_trackedData.size();
+    if (numTracked == 0)
+        return;
+    for (int look = 0; look < looksPerBatch; ++look) {
+        if (m_growTrack >= numTracked) {
+            m_growTrack = 0;
+            m_growVector = -1;
+        }
+        TrackedData &track = m_trackedData[m_growTrack];
+        QVector<double> *v = nullptr;
+        if (m_growVector < 0)
+            v = &track.time;
+        else if (m_growVector < track.data.size())
+            v = &track.data[m_growVector];
+        if (++m_growVector >= track.data.size()) {
+            ++m_growTrack;
+            m_growVector = -1;
+        }
+        if (v && v->capacity() >= smallVector && v->size() >= v->capacity() - v->capacity() / 8) {
+            v->reserve(2 * v->capacity());
+            return;
+        }
+    }
 }
 
 void KvcResultsData::newTrackedIndexData(

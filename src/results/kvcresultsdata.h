@@ -147,6 +147,7 @@ private:
     void addGraphic(QString ruleName, const KvCommClientTrackedRuleDataInfo &info);
     void addGraphicSeries(GraphicsData *graphic, const KvCommClientTrackedIndexData *index);
     void adjustTrackedDataSize(TrackedData &history);
+    void growAhead();
 
     QString m_name;
     QSharedPointer<KvCommClientData> m_simData;
@@ -158,4 +159,7 @@ private:
     int m_errorTrackId = -1;
     QVector<GraphicsData *> m_graphics;
     int m_numSpecialGraphics = 3;
+    // growAhead()'s turn: a tracked value and one of its vectors (-1: time).
+    int m_growTrack = 0;
+    int m_growVector = -1;
 };

@@ -704,6 +704,43 @@ private slots:
         QCOMPARE(info.count(), 1);
     }
 
+    void longVectorsGrowOneAtATime()
+    {
+        // 40 vectors that gain an element with every batch: without care they
+        // all fill up, and are copied, in the same batch.
+        auto store = QSharedPointer<KvCommClientData>::create();
+        KvcResultsData model;
+        model.setSimulationData(store);
+        QString error;
+        QVERIFY2(setRules(*store, {{"r", {ValueDesc("time"), ValueDesc("v", 0, 39)}}}, &error),
+            qPrintable(error));
+        auto capacities = [&] {
+            QVector<int> c;
+            for (int id = 0; id < 2; ++id) {
+                const KvcResultsData::TrackedData &h = model.simTrackedData(id);
+                c.append(h.time.capacity());
+                for (const QVector<double> &v : h.data)
+                    c.append(v.capacity());
+            }
+            return c;
+        };
+        const QVector<double> values(39, 1.0);
+        QVector<int> before = capacities();
+        int worstBatch = 0;
+        for (int k = 0; k < 100000; ++k) {
+            QVERIFY(store->addTrackedData({sample(0, {double(k)}), sample(1, values)}, k, &error));
+            const QVector<int> after = capacities();
+            int grown = 0;
+            // The component vectors appear with the first sample.
+            for (int i = 0; i < after.size() && i < before.size(); ++i)
+                grown += after[i] != before[i] && before[i] >= 4096;
+            worstBatch = qMax(worstBatch, grown);
+            before = after;
+        }
+        QCOMPARE(model.simTrackedData(1).time.size(), 100000);
+        QCOMPARE(worstBatch, 1);
+    }
+
     void resultNameIsTheHostsOwn()
     {
         KvcResultsData model;
