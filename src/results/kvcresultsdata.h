@@ -46,7 +46,10 @@
 /// sample. min and max move only on strictly smaller or larger values, so NaN
 /// moves neither. A history gets its component vectors at its value's first
 /// sample (indexed values: lines of the rule's index data at that moment).
-/// Appending is amortised constant time; readers get const references.
+/// Appending is amortised constant time; readers get const references. The
+/// vectors of a value fill up together, so a long vector that is nearly full
+/// is doubled ahead of time, at most one per batch, rather than all of them
+/// in the same batch (a copy of the whole history at once).
 ///
 /// Samples and records that break the store's guarantees are skipped, never
 /// stored outside a vector; each skip writes a debug message that says which
