@@ -34,14 +34,16 @@ constexpr int chartPointBudget = 6000;
 // Painting a 3 px antialiased line costs about as much per segment as per
 // 5 pixels of its length (measured: some 1.5 us and 0.3 us), and a noisy
 // series is a band of vertical strokes as high as the plot: a chart whose
-// strokes would cost more than this many pixels' worth (some 10-15 ms) gets
+// strokes would cost more than this many pixels' worth (some 10 ms) gets
 // coarser columns...
-constexpr double chartStrokeBudget = 40000.0;
+constexpr double chartStrokeBudget = 30000.0;
 constexpr double segmentStrokeCost = 5.0;
 // ...but never below this many columns per series.
 constexpr int minColumnsPerSeries = 4;
 // A frame updates at most this many charts (the next ones in turn) and stops
-// early once it has spent frameBudgetMs; the others follow in the next frame.
+// early once their updates and the repaints they will cause (as long as their
+// last ones) come to frameBudgetMs: the charts updated in a frame are
+// repainted together, in one event. The others follow in the next frame.
 constexpr int chartsPerFrame = 2;
 constexpr qint64 frameBudgetMs = 8;
 // A chart is updated again only after paceFactor times what its last update
@@ -645,7 +647,7 @@ void KvcResultsWidget::scheduleFrame()
 void KvcResultsWidget::flushFrame()
 {
     QChartView *const views[] = {urChart, mrChart, lrChart, ulChart};
-    const qint64 frameStart = frameClock.nsecsElapsed();
+    qint64 spent = 0;
     int flushed = 0;
     for (int n = 0; n < charts.size() && flushed < chartsPerFrame; ++n) {
         const int i = (nextFlush + n) % charts.size();
@@ -653,10 +655,11 @@ void KvcResultsWidget::flushFrame()
         const qint64 start = frameClock.nsecsElapsed();
         if (!chart->dirty || start < chart->notBeforeNs)
             continue;
-        if (start - frameStart > frameBudgetMs * 1000000)
+        if (flushed > 0 && spent + chart->paintNs > frameBudgetMs * 1000000)
             break;
         chart->flush(*m_resultData, views[i]->devicePixelRatioF());
         const qint64 end = frameClock.nsecsElapsed();
+        spent += end - start + chart->paintNs;
         chart->notBeforeNs = start + paceFactor * (end - start + chart->paintNs);
         nextFlush = (i + 1) % charts.size();
         ++flushed;
