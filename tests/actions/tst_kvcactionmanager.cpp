@@ -2,6 +2,7 @@
 
 #include "fakekivoinstall.h"
 #include "kvcommclient.h"
+#include "managerhost.h"
 #include "modalanswerer.h"
 
 #include <QAction>
@@ -29,13 +30,8 @@ quint16 freePort()
     return server.serverPort();
 }
 
-// The host's side: seven actions, and everything the manager told it.
-struct Host {
-    QAction run {"run"}, cancel {"cancel"}, terminate {"terminate"}, config {"config"},
-        monitor {"monitor"}, serverInfo {"serverInfo"}, disconnect {"disconnect"};
-    KvcActionManager manager {
-        &run, &cancel, &terminate, &config, &monitor, &serverInfo, &disconnect};
-
+// The host's side, and everything the manager told it.
+struct Host : ManagerHost {
     struct Event {
         Status status;
         KvcResultsData *data;
@@ -43,7 +39,6 @@ struct Host {
     QVector<Event> statuses;
     QString log;
     QList<int> levels;
-    int initFinished = 0;
 
     Host()
     {
@@ -56,67 +51,8 @@ struct Host {
                 levels << level;
                 log += text;
             });
-        QObject::connect(
-            &manager, &KvcActionManager::localKivoInitFinished, [this] { ++initFinished; });
-    }
-
-    // "rctcmsd": the enabled state of run, cancel, terminate, config,
-    // monitor, server info, disconnect, as letters or dashes.
-    QString enabled() const
-    {
-        const QAction *actions[]
-            = {&run, &cancel, &terminate, &config, &monitor, &serverInfo, &disconnect};
-        const char letters[] = "rctcmsd";
-        QString result;
-        for (int i = 0; i < 7; ++i)
-            result += actions[i]->isEnabled() ? QLatin1Char(letters[i]) : QLatin1Char('-');
-        return result;
-    }
-
-    bool interrogate(const QString &exe, const QString &model)
-    {
-        manager.asyncLocalKivoInit(exe);
-        if (!QTest::qWaitFor([this] { return initFinished > 0; }, 10000))
-            return false;
-        manager.setLocalKivoModelFile(model);
-        return manager.canExecLocalKivo();
-    }
-
-    // Connects to localhost:port through the monitor action's dialog.
-    void connectThroughDialog(quint16 port)
-    {
-        handleNextModal(
-            [port](QWidget *dialog) {
-                dialog->findChild<QComboBox *>("addressCmb")->setEditText("localhost");
-                dialog->findChild<QLineEdit *>("portLed")->setText(QString::number(port));
-                dialog->findChild<QPushButton *>("connectBtn")->click();
-            },
-            "KvcMonitorDlg");
-        monitor.trigger();
-    }
-
-    // Edits the run options through the configure action's dialog.
-    void editOptions(std::function<void(QWidget *)> edit)
-    {
-        handleNextModal(
-            [edit](QWidget *dialog) {
-                edit(dialog);
-                dialog->findChild<QPushButton *>("okBtn")->click();
-            },
-            "KvcOptionsDlg");
-        config.trigger();
     }
 };
-
-void setChecked(QWidget *dialog, const char *name, bool checked)
-{
-    dialog->findChild<QCheckBox *>(name)->setChecked(checked);
-}
-
-void setText(QWidget *dialog, const char *name, const QString &text)
-{
-    dialog->findChild<QLineEdit *>(name)->setText(text);
-}
 
 // Options for a local run without automatic monitoring; with `port` the
 // simulator's server listens there, with `serverLog` its log goes through it.
@@ -155,20 +91,6 @@ bool startRemote(QProcess &simulator, quint16 port)
 {
     simulator.start(kivoPath, {"-local", QString::number(port), "-wait", "0", longModel});
     return simulator.waitForStarted();
-}
-
-// The automatic monitoring preset, but on `port`: the preset's own port is
-// fixed and may be taken by anything else running on the machine.
-std::function<void(QWidget *)> presetOnPort(quint16 port)
-{
-    return [port](QWidget *dialog) {
-        auto *preset = dialog->findChild<QCheckBox *>("autoMonitorChk");
-        preset->setChecked(false);
-        setText(dialog, "localPortLed", QString::number(port));
-        // Ticking the box again would bring the preset's port back.
-        QSignalBlocker blocker(preset);
-        preset->setChecked(true);
-    };
 }
 
 } // namespace

@@ -7,6 +7,7 @@
 #include "kvcommclient.h"
 #include "kvcommframewriter.h"
 #include "kvcommserver.h"
+#include "managerhost.h"
 #include "modalanswerer.h"
 
 #include <QAction>
@@ -70,20 +71,14 @@ bool killTheOnlyChild()
     return pids.size() == 1 && ::kill(pids.first(), SIGKILL) == 0;
 }
 
-// The host's side: seven actions, and everything the manager told it.
-struct Host {
-    QAction run {"run"}, cancel {"cancel"}, terminate {"terminate"}, config {"config"},
-        monitor {"monitor"}, serverInfo {"serverInfo"}, disconnect {"disconnect"};
-    KvcActionManager manager {
-        &run, &cancel, &terminate, &config, &monitor, &serverInfo, &disconnect};
-
+// The host's side, and everything the manager told it.
+struct Host : ManagerHost {
     struct Event {
         Status status;
         bool hasData;
     };
     QVector<Event> statuses;
     QString log;
-    int initFinished = 0;
 
     Host()
     {
@@ -93,21 +88,6 @@ struct Host {
             });
         QObject::connect(&manager, &KvcActionManager::logDataReceived,
             [this](int, const QString &text) { log += text; });
-        QObject::connect(
-            &manager, &KvcActionManager::localKivoInitFinished, [this] { ++initFinished; });
-    }
-
-    // "rctcmsd": the enabled state of run, cancel, terminate, config,
-    // monitor, server info, disconnect, as letters or dashes.
-    QString enabled() const
-    {
-        const QAction *actions[]
-            = {&run, &cancel, &terminate, &config, &monitor, &serverInfo, &disconnect};
-        const char letters[] = "rctcmsd";
-        QString result;
-        for (int i = 0; i < 7; ++i)
-            result += actions[i]->isEnabled() ? QLatin1Char(letters[i]) : QLatin1Char('-');
-        return result;
     }
 
     // The statuses from index `from` on, by name; "(null)" marks an end
@@ -120,50 +100,7 @@ struct Host {
                     + (markNull && !statuses[i].hasData ? QStringLiteral(" (null)") : QString());
         return result;
     }
-
-    bool interrogate(const QString &exe, const QString &model)
-    {
-        const int before = initFinished;
-        manager.asyncLocalKivoInit(exe);
-        if (!QTest::qWaitFor([this, before] { return initFinished > before; }, 15000))
-            return false;
-        manager.setLocalKivoModelFile(model);
-        return manager.canExecLocalKivo();
-    }
-
-    void connectThroughDialog(quint16 port)
-    {
-        handleNextModal(
-            [port](QWidget *dialog) {
-                dialog->findChild<QComboBox *>("addressCmb")->setEditText("localhost");
-                dialog->findChild<QLineEdit *>("portLed")->setText(QString::number(port));
-                dialog->findChild<QPushButton *>("connectBtn")->click();
-            },
-            "KvcMonitorDlg");
-        monitor.trigger();
-    }
-
-    void editOptions(std::function<void(QWidget *)> edit)
-    {
-        handleNextModal(
-            [edit](QWidget *dialog) {
-                edit(dialog);
-                dialog->findChild<QPushButton *>("okBtn")->click();
-            },
-            "KvcOptionsDlg");
-        config.trigger();
-    }
 };
-
-void setChecked(QWidget *dialog, const char *name, bool checked)
-{
-    dialog->findChild<QCheckBox *>(name)->setChecked(checked);
-}
-
-void setText(QWidget *dialog, const char *name, const QString &text)
-{
-    dialog->findChild<QLineEdit *>(name)->setText(text);
-}
 
 // A local run without server and without automatic monitoring.
 void plainRun(QWidget *dialog)
@@ -174,19 +111,6 @@ void plainRun(QWidget *dialog)
     setText(dialog, "waitLed", QString());
     setChecked(dialog, "noserverChk", true);
     setChecked(dialog, "serverChk", false);
-}
-
-// The automatic monitoring preset, but on a port of the system's choosing.
-std::function<void(QWidget *)> presetOnPort(quint16 port)
-{
-    return [port](QWidget *dialog) {
-        auto *preset = dialog->findChild<QCheckBox *>("autoMonitorChk");
-        preset->setChecked(false);
-        setText(dialog, "localPortLed", QString::number(port));
-        // Ticking the box again would bring the preset's port back.
-        QSignalBlocker blocker(preset);
-        preset->setChecked(true);
-    };
 }
 
 // A well-behaved server in this process: running, accepts cancel and terminate.

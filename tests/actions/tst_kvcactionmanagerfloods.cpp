@@ -14,6 +14,7 @@
 #include "kvcommframewriter.h"
 #include "kvcommserver.h"
 #include "kvcresultswidget.h"
+#include "managerhost.h"
 #include "modalanswerer.h"
 
 #include <QAction>
@@ -107,12 +108,7 @@ struct Ticker {
 
 // The host's side: seven actions, what the manager told it, and a results
 // view built on the first live status, as a host does.
-struct Host {
-    QAction run {"run"}, cancel {"cancel"}, terminate {"terminate"}, config {"config"},
-        monitor {"monitor"}, serverInfo {"serverInfo"}, disconnect {"disconnect"};
-    KvcActionManager manager {
-        &run, &cancel, &terminate, &config, &monitor, &serverInfo, &disconnect};
-
+struct Host : ManagerHost {
     QVector<Status> statuses;
     std::unique_ptr<KvcResultsWidget> view;
     // The log as the manager forwarded it: its lines, and its end (a flood
@@ -120,7 +116,6 @@ struct Host {
     std::atomic<qint64> lines {0};
     QString log;
     int keepLog = 1 << 20;
-    int initFinished = 0;
 
     Host()
     {
@@ -140,54 +135,10 @@ struct Host {
                 if (log.size() > keepLog)
                     log.remove(0, log.size() - keepLog / 2);
             });
-        QObject::connect(
-            &manager, &KvcActionManager::localKivoInitFinished, [this] { ++initFinished; });
     }
 
     QTextEdit *logEdit() const { return view ? view->findChild<QTextEdit *>("logTed") : nullptr; }
-
-    bool interrogate(const QString &exe, const QString &model)
-    {
-        manager.asyncLocalKivoInit(exe);
-        if (!QTest::qWaitFor([this] { return initFinished > 0; }, 10000))
-            return false;
-        manager.setLocalKivoModelFile(model);
-        return manager.canExecLocalKivo();
-    }
-
-    void connectThroughDialog(quint16 port)
-    {
-        handleNextModal(
-            [port](QWidget *dialog) {
-                dialog->findChild<QComboBox *>("addressCmb")->setEditText("localhost");
-                dialog->findChild<QLineEdit *>("portLed")->setText(QString::number(port));
-                dialog->findChild<QPushButton *>("connectBtn")->click();
-            },
-            "KvcMonitorDlg");
-        monitor.trigger();
-    }
-
-    void editOptions(std::function<void(QWidget *)> edit)
-    {
-        handleNextModal(
-            [edit](QWidget *dialog) {
-                edit(dialog);
-                dialog->findChild<QPushButton *>("okBtn")->click();
-            },
-            "KvcOptionsDlg");
-        config.trigger();
-    }
 };
-
-void setChecked(QWidget *dialog, const char *name, bool checked)
-{
-    dialog->findChild<QCheckBox *>(name)->setChecked(checked);
-}
-
-void setText(QWidget *dialog, const char *name, const QString &text)
-{
-    dialog->findChild<QLineEdit *>(name)->setText(text);
-}
 
 // A local run without automatic monitoring; with `local` the simulator's
 // server listens on a port of the system's choosing and the run waits for a

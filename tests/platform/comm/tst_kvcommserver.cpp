@@ -29,6 +29,18 @@ QVector<KvCommMessage> messagesOf(const QByteArray &bytes, QString *error = null
     return out;
 }
 
+// One tracked value of 8192 components: a sample of it is a 64 KiB frame.
+void publishWideValue(KvCommServer &server)
+{
+    KvCommClientTrackedRuleInfo rule;
+    rule.numTrackedData = 1;
+    KvCommClientTrackedRuleDataInfo field;
+    field.id = 0;
+    field.ruleId = 0;
+    field.numRows = 8192;
+    server.publishRuleData({rule}, {field});
+}
+
 } // namespace
 
 class tst_KvCommServer : public QObject
@@ -227,13 +239,7 @@ void tst_KvCommServer::stalledClientIsDroppedWhileThePublisherGoesOn()
     KvCommServer server;
     server.setMaxSendBuffer(8 * 1024 * 1024);
     QVERIFY(server.listen(QHostAddress::LocalHost));
-    KvCommClientTrackedRuleInfo rule;
-    rule.numTrackedData = 1;
-    KvCommClientTrackedRuleDataInfo field;
-    field.id = 0;
-    field.ruleId = 0;
-    field.numRows = 8192;
-    server.publishRuleData({rule}, {field});
+    publishWideValue(server);
 
     // A client that greets and then never reads.
     QTcpSocket stalled;
@@ -287,13 +293,7 @@ void tst_KvCommServer::droppedClientReadsWholeFramesThenWhy()
     KvCommServer server;
     server.setMaxSendBuffer(1024 * 1024);
     QVERIFY(server.listen(QHostAddress::LocalHost));
-    KvCommClientTrackedRuleInfo rule;
-    rule.numTrackedData = 1;
-    KvCommClientTrackedRuleDataInfo field;
-    field.id = 0;
-    field.ruleId = 0;
-    field.numRows = 8192;
-    server.publishRuleData({rule}, {field});
+    publishWideValue(server);
 
     QTcpSocket slow;
     slow.setReadBufferSize(1);
@@ -458,13 +458,7 @@ void tst_KvCommServer::closeAllAfterFlushWaitsForASlowReader()
 {
     KvCommServer server;
     QVERIFY(server.listen(QHostAddress::LocalHost));
-    KvCommClientTrackedRuleInfo rule;
-    rule.numTrackedData = 1;
-    KvCommClientTrackedRuleDataInfo field;
-    field.id = 0;
-    field.ruleId = 0;
-    field.numRows = 8192;
-    server.publishRuleData({rule}, {field});
+    publishWideValue(server);
     QTcpSocket slow;
     slow.setReadBufferSize(1);
     slow.connectToHost(QHostAddress::LocalHost, server.serverPort());
