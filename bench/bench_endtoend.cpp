@@ -24,6 +24,7 @@
 
 #include "kvcresultswidget.h"
 
+#include "benchsupport.h"
 #include "kvcactionmanager.h"
 #include "kvcresultsdata.h"
 
@@ -65,19 +66,6 @@ double percentile(std::vector<double> v, double p)
         return 0.0;
     std::sort(v.begin(), v.end());
     return v[std::min(v.size() - 1, size_t(p * double(v.size() - 1) + 0.5))];
-}
-
-// A line of /proc/self/status in kB, or -1.
-qint64 procStatusKb(const char *key)
-{
-    QFile f(QStringLiteral("/proc/self/status"));
-    if (!f.open(QIODevice::ReadOnly))
-        return -1;
-    const QByteArray prefix = QByteArray(key) + ':';
-    for (const QByteArray &line : f.readAll().split('\n'))
-        if (line.startsWith(prefix))
-            return line.mid(prefix.size()).trimmed().split(' ').value(0).toLongLong();
-    return -1;
 }
 
 // Plain sockets, a writer thread and a reader: the most the loopback carries.
@@ -235,7 +223,7 @@ int main(int argc, char *argv[])
             chartView->setRenderHint(QPainter::Antialiasing, false);
     view.show();
 
-    const qint64 baselineKb = procStatusKb("VmRSS");
+    const qint64 baselineKb = procStatusKb(QStringLiteral("self"), "VmRSS");
 
     // Stalls of the event loop, from the connection to the final status.
     QElapsedTimer wall;
@@ -321,34 +309,18 @@ int main(int argc, char *argv[])
         return 2;
     }
 
-    // The connection file appears once the server listens (written atomically).
     QTimer poll;
-    QElapsedTimer pollClock;
-    pollClock.start();
-    QObject::connect(&poll, &QTimer::timeout, &app, [&] {
-        QFile f(connFile);
-        if (f.open(QIODevice::ReadOnly)) {
-            const QRegularExpressionMatch m
-                = QRegularExpression(QStringLiteral("port\\s*=\\s*(\\d+)"))
-                      .match(QString::fromUtf8(f.readAll()));
-            if (m.hasMatch()) {
-                poll.stop();
-                client.connectToServer(
-                    QStringLiteral("127.0.0.1"), quint16(m.captured(1).toUInt()), 5000);
-                return;
-            }
-        }
-        if (pollClock.elapsed() > 10000 || sim.state() == QProcess::NotRunning) {
-            poll.stop();
+    whenListening(
+        poll, connFile, sim,
+        [&](quint16 port) { client.connectToServer(QStringLiteral("127.0.0.1"), port, 5000); },
+        [&] {
             failure = QStringLiteral("no connection file from kivo");
             app.quit();
-        }
-    });
-    poll.start(5);
+        });
 
     app.exec();
     ticker.stop();
-    const qint64 peakKb = procStatusKb("VmHWM");
+    const qint64 peakKb = procStatusKb(QStringLiteral("self"), "VmHWM");
     if (!sim.waitForFinished(10000)) {
         sim.kill();
         sim.waitForFinished(2000);

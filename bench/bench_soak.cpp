@@ -44,6 +44,7 @@
 
 #include "kvcresultswidget.h"
 
+#include "benchsupport.h"
 #include "kvcactionmanager.h"
 #include "kvcresultsdata.h"
 
@@ -72,19 +73,6 @@
 #include <vector>
 
 namespace {
-
-// A line of /proc/<pid>/status in kB, or -1.
-qint64 procStatusKb(const QString &pid, const char *key)
-{
-    QFile f(QStringLiteral("/proc/%1/status").arg(pid));
-    if (!f.open(QIODevice::ReadOnly))
-        return -1;
-    const QByteArray prefix = QByteArray(key) + ':';
-    for (const QByteArray &line : f.readAll().split('\n'))
-        if (line.startsWith(prefix))
-            return line.mid(prefix.size()).trimmed().split(' ').value(0).toLongLong();
-    return -1;
-}
 
 struct Fit {
     double slope = 0; // bytes per value
@@ -345,32 +333,18 @@ int main(int argc, char *argv[])
         return 2;
     }
 
-    // The connection file appears once the server listens (written atomically).
     QTimer poll;
-    QElapsedTimer pollClock;
-    pollClock.start();
-    QObject::connect(&poll, &QTimer::timeout, &app, [&] {
-        QFile f(connFile);
-        if (f.open(QIODevice::ReadOnly)) {
-            const QRegularExpressionMatch m
-                = QRegularExpression(QStringLiteral("port\\s*=\\s*(\\d+)"))
-                      .match(QString::fromUtf8(f.readAll()));
-            if (m.hasMatch()) {
-                poll.stop();
-                client.connectToServer(
-                    QStringLiteral("127.0.0.1"), quint16(m.captured(1).toUInt()), 5000);
-                takeRow();
-                sampler.start();
-                return;
-            }
-        }
-        if (pollClock.elapsed() > 10000 || sim.state() == QProcess::NotRunning) {
-            poll.stop();
+    whenListening(
+        poll, connFile, sim,
+        [&](quint16 port) {
+            client.connectToServer(QStringLiteral("127.0.0.1"), port, 5000);
+            takeRow();
+            sampler.start();
+        },
+        [&] {
             failure = QStringLiteral("no connection file from kivo");
             app.quit();
-        }
-    });
-    poll.start(5);
+        });
     // A stream that stops without a final status must not hang the soak.
     QObject::connect(
         &sim, QOverload<int, QProcess::ExitStatus>::of(&QProcess::finished), &app, [&] {

@@ -34,9 +34,9 @@ constexpr int chartPointBudget = 6000;
 // Painting a 3 px antialiased line costs about as much per segment as per
 // 5 pixels of its length (measured: some 1.5 us and 0.3 us), and a noisy
 // series is a band of vertical strokes as high as the plot: a chart whose
-// strokes would cost more than this many pixels' worth (some 10 ms) gets
+// strokes would cost more than this many pixels' worth (some 6-8 ms) gets
 // coarser columns...
-constexpr double chartStrokeBudget = 30000.0;
+constexpr double chartStrokeBudget = 20000.0;
 constexpr double segmentStrokeCost = 5.0;
 // ...but never below this many columns per series.
 constexpr int minColumnsPerSeries = 4;
