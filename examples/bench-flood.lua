@@ -1,8 +1,8 @@
 -- bench-flood.lua: a flood of samples for the end-to-end benchmark.
 --
 -- No pacing and a ten-cell rod, so the simulator reports as fast as it can:
--- 200 000 steps of 50 tracked values each (the simulator's own three, then
--- scalars, a 3 x 1 vector, 20 probes and a 10 x 1 script value). Used by
+-- 200 000 steps of 50 tracked values each (scalars, a 3 x 1 vector, 20
+-- probes, a 10 x 1 script value and the simulator's own three). Used by
 -- bench/bench_endtoend; run it alone with
 --
 --     kivo examples/bench-flood.lua -noconsole
@@ -41,7 +41,7 @@ SpatialIndex{
     },
 }
 
--- 3 (solver) + 9 + 3 + 2 + 20 + 3 + 10 = 50 values per step.
+-- 9 + 3 + 2 + 20 + 3 + 10 + 3 (solver) = 50 values per step.
 MonitorRule{
     name = "temperature",
     track = {

@@ -45,8 +45,8 @@ SpatialIndex{
     },
 }
 
--- What the simulation reports at each step. The simulator always reports
--- "time", "fem.iteration" and "fem.error" first; these rules follow.
+-- What the simulation reports at each step. After these rules the simulator
+-- adds its own, "solver": "time", "fem.iteration" and "fem.error".
 MonitorRule{
     name = "rod temperature",
     track = {

@@ -166,7 +166,7 @@ QString CommandLine::usage()
         "  -verbose       every message\n"
         "  -memory, -nomemory   memory messages on or off\n"
         "  -time, -notime       time messages on or off\n"
-        "  -noconsole     nothing on the console\n"
+        "  -noconsole     no log on the console (fatal errors still go to stderr)\n"
         "  -regression    tag the log file's numbers for regression comparisons\n"
         "\n"
         "Exit codes: 0 finished or canceled, 1 usage error, 2 model error,\n"

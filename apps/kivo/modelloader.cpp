@@ -336,7 +336,13 @@ void readMonitorRule(Fields &f, Model &m, bool twoD)
                 && f.text("unit", t.unit)) {
                 const QStringList known {
                     "max", "min", "mean", "minMeanMax", "probes", "heatFlux", "script"};
-                if (!known.contains(t.quantity))
+                // Clients find the solver's values by name, taking the first.
+                const QStringList reserved {"time", "fem.iteration", "fem.error"};
+                if (reserved.contains(t.name))
+                    f.fail(QStringLiteral("name '%1' is reserved: the simulator reports a value "
+                                          "of that name itself (rule 'solver')")
+                               .arg(t.name));
+                else if (!known.contains(t.quantity))
                     f.fail(QStringLiteral("quantity of '%1' must be one of %2, not '%3'")
                                .arg(t.name, known.join(QStringLiteral(", ")), t.quantity));
                 else if (t.quantity == QLatin1String("heatFlux"))

@@ -15,6 +15,9 @@ namespace {
 
 QString number(double v) { return QString::number(v, 'g', 6); }
 
+// The simulator's own rule, "solver": time, fem.iteration and fem.error.
+constexpr int solverValues = 3;
+
 } // namespace
 
 SimulationDriver::SimulationDriver(
@@ -230,8 +233,9 @@ bool SimulationDriver::updateBoundaries(double t, QString &error)
     return true;
 }
 
-// Rule 0 is the simulator's own: time and the linear solver's effort. The
-// model's rules follow in declaration order; ids run on over the rules.
+// The model's rules come first, in declaration order, and the simulator's own
+// rule (time and the linear solver's effort) last: a view puts the first rule
+// graphic into its large chart, and the time track's graphic never grows.
 void SimulationDriver::describeRules()
 {
     const Model &m = loader.model();
@@ -248,17 +252,13 @@ void SimulationDriver::describeRules()
         tracked << e;
         return tracked.last();
     };
-    rules << MonitorSink::RuleInfo {0, QStringLiteral("solver"), 3, {}};
-    addValue(0, QStringLiteral("time"), QStringLiteral("s"), QStringLiteral("time"));
-    addValue(0, QStringLiteral("fem.iteration"), QString(), QStringLiteral("fem.iteration"));
-    addValue(0, QStringLiteral("fem.error"), QString(), QStringLiteral("fem.error"));
     for (int r = 0; r < m.rules.size(); ++r) {
         const Model::Rule &rule = m.rules[r];
-        MonitorSink::RuleInfo ri {r + 1, rule.name, rule.values.size(), {}};
+        MonitorSink::RuleInfo ri {r, rule.name, rule.values.size(), {}};
         if (rule.index >= 0)
             ri.indexTypes << m.indexes[rule.index].type;
         for (const Model::Tracked &t : rule.values) {
-            TrackedEntry &e = addValue(r + 1, t.name, t.unit, t.quantity);
+            TrackedEntry &e = addValue(r, t.name, t.unit, t.quantity);
             e.info.numRows = t.rows;
             e.info.numCols = t.cols;
             e.side = t.side;
@@ -269,6 +269,12 @@ void SimulationDriver::describeRules()
         }
         rules << ri;
     }
+    const int solverRule = rules.size();
+    rules << MonitorSink::RuleInfo {solverRule, QStringLiteral("solver"), solverValues, {}};
+    addValue(solverRule, QStringLiteral("time"), QStringLiteral("s"), QStringLiteral("time"));
+    addValue(
+        solverRule, QStringLiteral("fem.iteration"), QString(), QStringLiteral("fem.iteration"));
+    addValue(solverRule, QStringLiteral("fem.error"), QString(), QStringLiteral("fem.error"));
     QVector<MonitorSink::TrackedValueInfo> infos;
     for (const auto &e : qAsConst(tracked))
         infos << e.info;
@@ -280,7 +286,7 @@ void SimulationDriver::describeRules()
         QStringList labels;
         for (const auto &p : index.points)
             labels << p.label;
-        sink.indexData(r + 1, index.type, labels);
+        sink.indexData(r, index.type, labels);
     }
     for (const auto &e : qAsConst(tracked))
         log.log(Logger::Detail,
@@ -313,7 +319,11 @@ bool SimulationDriver::sample(int step, const HeatSolver::StepResult &r, QString
     QVector<MonitorSink::Sample> batch;
     batch.reserve(tracked.size());
     QStringList regression;
-    for (const TrackedEntry &e : qAsConst(tracked)) {
+    // The solver's values are declared last but sampled first: a client takes
+    // the simulated time of a sample from the latest time before it.
+    const int count = tracked.size();
+    for (int k = 0; k < count; ++k) {
+        const TrackedEntry &e = tracked.at((count - solverValues + k) % count);
         QVector<double> v;
         const QString &q = e.quantity;
         if (q == QLatin1String("time"))

@@ -154,6 +154,8 @@ private slots:
             "BoundaryCondition{ side = 'top', type = 'flux', value = 1 }\n");
         const QString outside = writeModel(QStringLiteral("outside.lua"),
             "SpatialIndex{ name = 'p', points = { { 'beyond', x = 1.5 } } }\n");
+        const QString reserved = writeModel(QStringLiteral("reserved.lua"),
+            "MonitorRule{ name = 'r', track = { { name = 'time', quantity = 'max' } } }\n");
         const QString badConfig
             = writeModel(QStringLiteral("badconfig.lua"), "log = { level = 'loud' }\n", false);
 
@@ -209,6 +211,8 @@ private slots:
         QTest::newRow("a line has no top side") << QStringList {topOfLine} << 2 << "not 'top'";
         QTest::newRow("probe outside the mesh")
             << QStringList {outside} << 2 << "'beyond' lies outside";
+        QTest::newRow("a value named like the solver's own") << QStringList {
+            reserved} << 2 << "reserved.lua:6: MonitorRule: name 'time' is reserved";
         QTest::newRow("missing configuration file")
             << QStringList {"-c", dir.filePath("none.lua"), fast} << 4 << "none.lua does not exist";
         QTest::newRow("configuration value of the wrong type")

@@ -1,5 +1,6 @@
 // The simulator's embedded monitoring server, seen through the real client.
 #include "kvcommclient.h"
+#include "kvcresultsdata.h"
 
 #include <QProcess>
 #include <QTemporaryDir>
@@ -37,6 +38,7 @@ struct Simulator {
 // What one client saw.
 struct Watcher {
     KvCommClient client;
+    KvcResultsData results; // what a results view draws from
     QList<int> statuses;
     QList<int> levels;
     QString log;
@@ -51,6 +53,7 @@ struct Watcher {
         QObject::connect(&client, &KvCommClient::serverConnected, [this] {
             connected = true;
             QSharedPointer<KvCommClientData> data = client.clientData();
+            results.setSimulationData(data);
             QObject::connect(data.data(), &KvCommClientData::simulationRuleDataAvailable,
                 [this] { ++ruleData; });
             QObject::connect(data.data(), &KvCommClientData::trackedDataReceived,
@@ -106,6 +109,39 @@ private slots:
 
         QTRY_COMPARE_WITH_TIMEOUT(simulator.process.state(), QProcess::NotRunning, 10000);
         QCOMPARE(simulator.process.exitCode(), 0);
+    }
+
+    // A view puts the first rule graphic into its large chart; with nothing
+    // indexed to prefer, it has to be a graphic that samples extend.
+    void firstRuleGraphicGrowsWithScalarValuesOnly()
+    {
+        Simulator simulator;
+        const QString model = simulator.dir.filePath("scalar.lua");
+        QFile file(model);
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        file.write("Simulation{ name = 'scalar', endTime = 10, timeStep = 1 }\n"
+                   "Mesh{ type = 'line', length = 1, cells = 4 }\n"
+                   "StateVar{ initial = 0 }\n"
+                   "PropertySet{ conductivity = 1, density = 1, heatCapacity = 1 }\n"
+                   "BoundaryCondition{ side = 'left', type = 'temperature', value = 1 }\n"
+                   "MonitorRule{ name = 'bar', track = { { name = 'hot', quantity = 'max' } } }\n");
+        file.close();
+        QVERIFY(simulator.start({"-wait", "0"}, model));
+        Watcher watcher;
+        watcher.client.connectToServer("localhost", simulator.port, 5000);
+        QTRY_VERIFY_WITH_TIMEOUT(watcher.disconnected, 20000);
+        QCOMPARE(watcher.statuses.last(), int(KvCommStatusFinished));
+
+        const KvcResultsData &results = watcher.results;
+        QCOMPARE(results.graphics().size(), results.numSpecialGraphics() + 4);
+        const KvcResultsData::GraphicsData *first
+            = results.graphics().at(results.numSpecialGraphics());
+        QCOMPARE(first->title, QString("bar (hot)"));
+        const KvcResultsData::TrackedData &history = results.simTrackedData(first->trackId);
+        // Step 0 and ten steps, each dated by the time of its own batch.
+        QCOMPARE(results.simTimeData(), (QVector<double> {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10}));
+        QCOMPARE(history.time, results.simTimeData());
+        QVERIFY(history.max > 0);
     }
 
     void noserverKeepsTheLogOnTheConsole()

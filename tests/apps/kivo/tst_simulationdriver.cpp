@@ -143,32 +143,73 @@ private slots:
         QVERIFY(sink.info.loadingTime <= sink.info.runningTime);
     }
 
-    void trackedValuesAreNumberedOverTheRules()
+    // A view puts the first rule graphic into its large chart: with the
+    // model's rules first, that is one of the model's values, not the time.
+    void rulesAreNumberedModelFirst_data()
     {
+        QTest::addColumn<QString>("model");
+        QTest::addColumn<QStringList>("rules");
+        QTest::addColumn<QStringList>("values"); // name [unit] rows x cols, indexed by type
+
+        const QString head
+            = QStringLiteral("Simulation{ name = 's', endTime = 2, timeStep = 1 }\n"
+                             "Mesh{ type = 'line', length = 1, cells = 2 }\n"
+                             "StateVar{ unit = 'K', initial = 1 }\n"
+                             "PropertySet{ conductivity = 1, density = 1, heatCapacity = 1 }\n");
+        const QStringList solver {"time [s] 1x1", "fem.iteration [] 1x1", "fem.error [] 1x1"};
+
+        QTest::newRow("example with an index")
+            << QStringLiteral(KVC_EXAMPLES_DIR "/heat1d-fast.lua")
+            << QStringList {"rod", "probes", "solver"}
+            << (QStringList {"T.max [degC] 1x1", "T.range [degC] 3x1", "q.left [W/m2] 1x1",
+                    "T.probe [degC] 1x1 by 0"}
+                   << solver);
+        QTest::newRow("scalar values only")
+            << write("scalar.lua",
+                   (head
+                       + "MonitorRule{ name = 'bar', track = { { name = 'hot', quantity = 'max' }, "
+                         "{ name = 'v', quantity = 'script', cols = 2, unit = 'm' } } }\n"
+                         "MonitorRule{ name = 'cold', track = { { name = 'lo', quantity = 'min' } "
+                         "} }\n")
+                       .toUtf8())
+            << QStringList {"bar", "cold", "solver"}
+            << (QStringList {"hot [K] 1x1", "v [m] 1x2", "lo [K] 1x1"} << solver);
+        QTest::newRow("no rule of its own")
+            << write("norule.lua", head.toUtf8()) << QStringList {"solver"} << solver;
+    }
+
+    void rulesAreNumberedModelFirst()
+    {
+        QFETCH(QString, model);
         RecordingSink sink;
-        QCOMPARE(run(QStringLiteral(KVC_EXAMPLES_DIR "/heat1d-fast.lua"), sink), 0);
-        QStringList names;
+        QCOMPARE(run(model, sink), 0);
+        QStringList rules;
+        QStringList values;
         int id = 0;
         for (const auto &rule : qAsConst(sink.rules)) {
-            QCOMPARE(rule.id, int(&rule - sink.rules.constData()));
+            QCOMPARE(rule.id, int(rules.size()));
+            rules << rule.name;
             for (int k = 0; k < rule.numTrackedData; ++k, ++id) {
                 const auto &v = sink.values.at(id);
                 QCOMPARE(v.id, id);
                 QCOMPARE(v.ruleId, rule.id);
-                names << v.name;
+                values << QStringLiteral("%1 [%2] %3x%4%5")
+                              .arg(v.name, v.unit)
+                              .arg(v.numRows)
+                              .arg(v.numCols)
+                              .arg(v.indexedBy ? QStringLiteral(" by %1").arg(v.indexedBy - 1)
+                                               : QString());
+                // Index data comes under the number of the value's own rule.
+                if (v.indexedBy) {
+                    QCOMPARE(sink.rules.at(v.ruleId).indexTypes, QVector<int> {v.indexedBy - 1});
+                    QCOMPARE(sink.indexTypeByRule.value(v.ruleId, -1), v.indexedBy - 1);
+                    QVERIFY(!sink.labelsByRule.value(v.ruleId).isEmpty());
+                }
             }
         }
         QCOMPARE(id, sink.values.size());
-        QCOMPARE(names,
-            QStringList(
-                {"time", "fem.iteration", "fem.error", "T.max", "T.range", "q.left", "T.probe"}));
-        const auto &range = sink.values.at(4);
-        QCOMPARE(range.numRows * range.numCols, 3);
-        QCOMPARE(range.unit, QStringLiteral("degC"));
-        const auto &probe = sink.values.at(6);
-        QCOMPARE(probe.indexedBy, 1);
-        QCOMPARE(sink.rules.at(probe.ruleId).indexTypes, QVector<int> {0});
-        QCOMPARE(sink.labelsByRule.value(probe.ruleId), QStringList({"left", "right"}));
+        QTEST(rules, "rules");
+        QTEST(values, "values");
     }
 
     void everyBatchCarriesEveryValueWhole()
@@ -185,7 +226,10 @@ private slots:
                 const int lines = v.indexedBy ? sink.labelsByRule.value(v.ruleId).size() : 1;
                 QCOMPARE(s.values.size(), lines * v.numRows * v.numCols);
             }
-            QCOMPARE(batch.first().values.first(), 5.0 * b); // time
+            // Time leads the batch: a client dates every sample by the
+            // latest time before it.
+            QCOMPARE(sink.values.at(batch.first().id).name, QStringLiteral("time"));
+            QCOMPARE(batch.first().values.first(), 5.0 * b);
             QVERIFY(sink.elapsed[b] >= lastMs);
             lastMs = sink.elapsed[b];
         }
@@ -205,11 +249,11 @@ private slots:
         RecordingSink sink;
         QCOMPARE(run(model, sink), 0);
         QCOMPARE(sink.rules.size(), 3);
-        QCOMPARE(sink.rules[1].numTrackedData, 0); // an empty rule keeps the numbering
-        QCOMPARE(sink.values.last().id, 3);
-        QCOMPARE(sink.values.last().ruleId, 2);
-        QCOMPARE(sink.values.last().indexedBy, 3);
-        QCOMPARE(sink.indexTypeByRule.value(2), 2);
+        QCOMPARE(sink.rules[0].numTrackedData, 0); // an empty rule keeps the numbering
+        QCOMPARE(sink.values.first().ruleId, 1);
+        QCOMPARE(sink.values.first().indexedBy, 3);
+        QCOMPARE(sink.indexTypeByRule.value(1), 2);
+        QCOMPARE(sink.labelsByRule.value(1), QStringList {"a"});
         // Insulated square: the probe starts at the bilinear initial value 0.5 + 5.
         QCOMPARE(sink.batches.first().last().values, QVector<double> {5.5});
     }
