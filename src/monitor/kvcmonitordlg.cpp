@@ -3,6 +3,7 @@
 #include "autoluaenv.h"
 #include "kvcommclient.h"
 #include "luatable.h"
+#include "qtintvalidator.h"
 #include "qtmessagebox.h"
 #include "qtoptionalmessagebox.h"
 
@@ -10,7 +11,6 @@
 #include <QHostAddress>
 #include <QHostInfo>
 #include <QInputDialog>
-#include <QIntValidator>
 #include <QNetworkInterface>
 #include <QPair>
 #include <QSettings>
@@ -59,6 +59,13 @@ bool acceptable(const QLineEdit *edit)
     return edit->validator() && edit->validator()->validate(text, pos) == QValidator::Acceptable;
 }
 
+// The field's number as its validator reads it; acceptable() says whether it counts.
+unsigned int fieldValue(const QLineEdit *edit)
+{
+    return static_cast<unsigned int>(
+        static_cast<const QtIntValidator *>(edit->validator())->value(edit->text()));
+}
+
 } // namespace
 
 KvcMonitorDlg::KvcMonitorDlg(QString settingsGroup, QString connectionFileDir, unsigned int timeout)
@@ -74,8 +81,8 @@ KvcMonitorDlg::KvcMonitorDlg(QString settingsGroup, QString connectionFileDir, u
     fillAddressList();
     timeoutLed->setText(QString::number(timeout));
 
-    portLed->setValidator(new QIntValidator(1, 65535, this));
-    timeoutLed->setValidator(new QIntValidator(0, 1000, this));
+    portLed->setValidator(new QtIntValidator(1, 65535, this));
+    timeoutLed->setValidator(new QtIntValidator(0, 1000, this));
 
     // Wired after the filling above, so that it triggers none of these.
     connect(connectBtn, &QPushButton::clicked, this, &KvcMonitorDlg::connectRequested);
@@ -192,7 +199,7 @@ void KvcMonitorDlg::resetServer()
 void KvcMonitorDlg::addServerRequested()
 {
     const QString host = addressCmb->currentText().trimmed();
-    const unsigned int port = portLed->text().toUInt();
+    const unsigned int port = fieldValue(portLed);
     if (host.isEmpty() || !acceptable(portLed)) {
         QtMessageBox::critical(
             this, tr("Error..."), tr("Invalid connection parameters!"), QMessageBox::Ok);
@@ -252,8 +259,8 @@ void KvcMonitorDlg::openConnectionFileRequested()
 void KvcMonitorDlg::connectRequested()
 {
     const QString host = addressCmb->currentText().trimmed();
-    const unsigned int port = portLed->text().toUInt();
-    const unsigned int timeout = timeoutLed->text().toUInt();
+    const unsigned int port = fieldValue(portLed);
+    const unsigned int timeout = fieldValue(timeoutLed);
     if (host.isEmpty() || !acceptable(portLed) || !acceptable(timeoutLed)) {
         QtMessageBox::critical(
             this, tr("Error..."), tr("Invalid connection or timeout parameters!"), QMessageBox::Ok);

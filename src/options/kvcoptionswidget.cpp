@@ -1,18 +1,21 @@
 #include "kvcoptionswidget.h"
 
+#include "qtintvalidator.h"
+
 #include <QDir>
 #include <QFileDialog>
-#include <QIntValidator>
 
 namespace {
 
 QString numberText(int value) { return value == -1 ? QString() : QString::number(value); }
 
-// An empty field means "not set"; the validators keep other texts in range.
+// An empty field means "not set"; the validators keep other texts in range
+// and read them as they accepted them.
 int numberValue(const QLineEdit *edit)
 {
     const QString text = edit->text().trimmed();
-    return text.isEmpty() ? -1 : static_cast<int>(text.toUInt());
+    const auto *validator = static_cast<const QtIntValidator *>(edit->validator());
+    return text.isEmpty() ? -1 : static_cast<int>(validator->value(text));
 }
 
 bool acceptable(const QLineEdit *edit)
@@ -34,8 +37,8 @@ KvcOptionsWidget::KvcOptionsWidget(KvcOptions *options, QString baseDir, QWidget
     this->options = options;
     this->baseDir = baseDir;
 
-    localPortLed->setValidator(new QIntValidator(1, 65535, this));
-    waitLed->setValidator(new QIntValidator(0, 1000000, this));
+    localPortLed->setValidator(new QtIntValidator(1, 65535, this));
+    waitLed->setValidator(new QtIntValidator(0, 1000000, this));
 
     // Connected after setDialogData, so that a record that arrives with
     // autoMonitor set keeps its own monitoring values.

@@ -3,6 +3,7 @@
 #include "kvcommserver.h"
 #include "modalanswerer.h"
 #include "qtoptionalmessagebox.h"
+#include "scopedlocale.h"
 
 #include <QCheckBox>
 #include <QComboBox>
@@ -597,6 +598,51 @@ private slots:
         QVERIFY(!dlg.findChild<QLabel *>("connectingLbl")->isVisible());
         QVERIFY(dlg.isVisible());
         QCOMPARE(connected.count(), 0);
+        dlg.reject();
+    }
+
+    // The number fields follow the user's locale; a group separator must
+    // not pass as a number read as 0 (a saved port 0, a time limit of 0).
+    void groupSeparatorsAreRefused_data()
+    {
+        QTest::addColumn<QString>("locale");
+        QTest::addColumn<QString>("button");
+        QTest::addColumn<QString>("portText");
+        QTest::addColumn<QString>("timeoutText");
+        for (const char *locale : {"C", "en_US", "de_DE"}) {
+            for (const char *port : {"6,174", "6.174"}) {
+                QTest::addRow("%s: add with port %s", locale, port)
+                    << locale << "addServerBtn" << port << "5";
+                QTest::addRow("%s: connect with port %s", locale, port)
+                    << locale << "connectBtn" << port << "5";
+            }
+            for (const char *timeout : {"1,000", "1.000"})
+                QTest::addRow("%s: connect with timeout %s", locale, timeout)
+                    << locale << "connectBtn"
+                    << "6174" << timeout;
+        }
+    }
+
+    void groupSeparatorsAreRefused()
+    {
+        QFETCH(QString, locale);
+        QFETCH(QString, button);
+        QFETCH(QString, portText);
+        QFETCH(QString, timeoutText);
+        ScopedDefaultLocale scoped(locale);
+        ModalAnswerer answerer;
+        KvcMonitorDlg dlg(group, dir.path(), 5);
+        dlg.show();
+        port(dlg)->setText(portText);
+        timeout(dlg)->setText(timeoutText);
+        QSignalSpy connected(&dlg, &KvcMonitorDlg::connected);
+        click(dlg, qPrintable(button));
+        QCOMPARE(answerer.count(), 1);
+        QCOMPARE(answerer.last().text,
+            QString(button == "addServerBtn" ? "Invalid connection parameters!"
+                                             : "Invalid connection or timeout parameters!"));
+        QCOMPARE(servers(dlg)->count(), 1);
+        QVERIFY(dlg.findChild<QPushButton *>("connectBtn")->isEnabled());
         dlg.reject();
     }
 

@@ -1,6 +1,7 @@
 #include "kvcoptions.h"
 #include "kvcoptionswidget.h"
 #include "modalanswerer.h"
+#include "scopedlocale.h"
 
 #include <QCheckBox>
 #include <QDir>
@@ -207,6 +208,54 @@ private slots:
             QCOMPARE(msg, message);
             QCOMPARE(dump(options), dump(before));
         }
+    }
+
+    // The number fields follow the user's locale, whose group separators
+    // must neither pass as a number nor be read as 0 (port 0 would mean any
+    // port, wait 0 forever).
+    void numbersAreReadAsTheFieldAcceptsThem_data()
+    {
+        QTest::addColumn<QString>("locale");
+        QTest::addColumn<QString>("field");
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<bool>("typed"); // through the keyboard, else set whole
+        QTest::addColumn<int>("stored"); // -1: refused
+        for (const char *locale : {"C", "en_US", "de_DE"}) {
+            const auto row = [locale](const char *field, const char *text, bool typed, int stored) {
+                QTest::addRow("%s, %s %s \"%s\"", locale, field, typed ? "typed" : "set", text)
+                    << locale << field << text << typed << stored;
+            };
+            row("localPortLed", "6,174", false, -1);
+            row("localPortLed", "6.174", false, -1);
+            row("localPortLed", "6,174", true, 6174);
+            row("waitLed", "1,000", false, -1);
+            row("waitLed", "1.000", false, -1);
+            row("waitLed", "1.000", true, 1000);
+        }
+    }
+
+    void numbersAreReadAsTheFieldAcceptsThem()
+    {
+        QFETCH(QString, locale);
+        QFETCH(QString, field);
+        QFETCH(QString, text);
+        QFETCH(bool, typed);
+        QFETCH(int, stored);
+        ScopedDefaultLocale scoped(locale);
+        KvcOptions options;
+        KvcOptionsWidget form(&options, QString());
+        QLineEdit *edit = led(form, qPrintable(field));
+        if (typed)
+            QTest::keyClicks(edit, text);
+        else
+            edit->setText(text);
+        QString msg;
+        QCOMPARE(form.checkAndLoad(msg), stored >= 0);
+        const bool port = field == "localPortLed";
+        if (stored < 0)
+            QCOMPARE(msg, QString(port ? "Invalid local port value" : "Invalid wait value"));
+        else
+            QCOMPARE(port ? options.localPort : options.wait, stored);
     }
 
     void textsAreStoredTrimmed()
