@@ -35,6 +35,32 @@ Do you want to continue?</source>
         <translation>Nach dem Trennen von der Simulation werden keine weiteren Protokollmeldungen empfangen.
 Möchten Sie fortfahren?</translation>
     </message>
+    <message>
+        <source>Simulation running</source>
+        <translation>Simulation läuft</translation>
+    </message>
+    <message>
+        <source>The simulation of %1 is still running.
+Stop it and close?</source>
+        <translation>Die Simulation von %1 läuft noch.
+Simulation beenden und schließen?</translation>
+    </message>
+    <message>
+        <source>Stop</source>
+        <translation>Beenden</translation>
+    </message>
+    <message>
+        <source>Stopping the simulation before closing...
+</source>
+        <translation>Die Simulation wird vor dem Schließen beendet...
+</translation>
+    </message>
+    <message>
+        <source>The simulation did not stop within %1 seconds; it is killed.
+</source>
+        <translation>Die Simulation hat sich nicht innerhalb von %1 Sekunden beendet; sie wird zwangsweise beendet.
+</translation>
+    </message>
 </context>
 <context>
     <name>KvcExecuter</name>

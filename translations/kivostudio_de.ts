@@ -198,5 +198,9 @@
         <source>About Kivo Studio</source>
         <translation>Über Kivo Studio</translation>
     </message>
+    <message>
+        <source>Stopping the simulation; the window closes once it has ended...</source>
+        <translation>Die Simulation wird beendet; das Fenster schließt sich, sobald sie beendet ist...</translation>
+    </message>
 </context>
 </TS>

@@ -5,7 +5,9 @@
 
 #include "kvcommclientdata.h"
 #include "kvcresultsdata.h"
+#include "qtmessagebox.h"
 
+#include <QAbstractButton>
 #include <QApplication>
 #include <QCommandLineParser>
 #include <QDir>
@@ -89,6 +91,21 @@ void quietOffscreenWarnings(QtMsgType type, const QMessageLogContext &context, c
         previousHandler(type, context, msg);
 }
 
+// Without a display nobody can answer a message box: say it on standard
+// error and dismiss it, through its own event loop, as its escape button would.
+void answerBoxesOnStderr()
+{
+    QtMessageBox::setExecHook([](QMessageBox *box) {
+        std::fprintf(stderr, "%s\n%s\n", qPrintable(box->windowTitle()), qPrintable(box->text()));
+        QTimer::singleShot(0, box, [box] {
+            if (QAbstractButton *button = box->escapeButton())
+                button->click();
+            else
+                box->reject();
+        });
+    });
+}
+
 } // namespace
 
 int main(int argc, char **argv)
@@ -147,6 +164,7 @@ int main(int argc, char **argv)
     }
 
     // The headless main job.
+    answerBoxesOnStderr();
     QTextStream out(stdout);
     QElapsedTimer clock;
     clock.start();
@@ -184,7 +202,9 @@ int main(int argc, char **argv)
         }
         out << summary;
         out.flush();
-        QCoreApplication::exit(exitCode);
+        // Queued: the end may come before the event loop runs (a simulator
+        // that cannot be started fails at once), and exit() would be lost then.
+        QTimer::singleShot(0, qApp, [code] { QCoreApplication::exit(code); });
     };
 
     QObject::connect(window.manager(), &KvcActionManager::localKivoInitFinished, &window, [&] {

@@ -6,6 +6,7 @@
 #include "kvcversion.h"
 #include "qtmessagebox.h"
 
+#include <QCloseEvent>
 #include <QDir>
 #include <QFileDialog>
 #include <QFileInfo>
@@ -24,6 +25,7 @@ StudioWindow::StudioWindow(QWidget *parent)
     connect(actMgr, &KvcActionManager::localKivoInitFinished, this, &StudioWindow::simulatorReady);
     connect(actionOpenModel, &QAction::triggered, this, &StudioWindow::chooseModel);
     connect(actionQuit, &QAction::triggered, this, &QWidget::close);
+    connect(actMgr, &KvcActionManager::readyToClose, this, &QWidget::close);
     connect(actionAbout, &QAction::triggered, this, &StudioWindow::showAbout);
     connect(tabs, &QTabWidget::tabCloseRequested, this, [this](int index) {
         QWidget *page = tabs->widget(index);
@@ -49,6 +51,18 @@ StudioWindow::~StudioWindow()
         delete page;
     }
     delete actMgr;
+}
+
+void StudioWindow::closeEvent(QCloseEvent *event)
+{
+    if (actMgr->prepareClose(this)) {
+        event->accept();
+        return;
+    }
+    event->ignore();
+    if (actMgr->isStoppingForClose())
+        statusBar()->showMessage(
+            tr("Stopping the simulation; the window closes once it has ended..."));
 }
 
 void StudioWindow::setUpActions()

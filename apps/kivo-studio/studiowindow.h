@@ -37,6 +37,11 @@ signals:
     /// An execution has ended and the manager is idle again.
     void executionEnded(KvcActionManager::ExecutionStatus status);
 
+protected:
+    /// Asks before a running simulation is stopped; the window then closes
+    /// once the simulator has ended.
+    void closeEvent(QCloseEvent *event) override;
+
 private:
     void setUpActions();
     void statusChanged(

@@ -10,6 +10,8 @@
 #include <QAction>
 #include <QCoreApplication>
 #include <QFileInfo>
+#include <QPushButton>
+#include <QTimer>
 
 KvcActionManager::KvcActionManager(QAction *runAction, QAction *cancelAction,
     QAction *terminateAction, QAction *configAction, QAction *monitorAction,
@@ -48,12 +50,10 @@ KvcActionManager::KvcActionManager(QAction *runAction, QAction *cancelAction,
 
 KvcActionManager::~KvcActionManager()
 {
-    // Nothing may reach this half-destroyed object: the runner's destructor
-    // ends its process, the clients' destructors end their connections.
-    if (executer) {
-        executer->disconnect(this);
-        delete executer;
-    }
+    // Nothing may reach this half-destroyed object: the clients' destructors
+    // end their connections, the runner's destructor ends its process. The
+    // connections go first, so that a simulator flushing to a client that
+    // nobody reads any more is not kept from stopping.
     if (pendingAutoClient) {
         pendingAutoClient->disconnect(this);
         delete pendingAutoClient;
@@ -61,6 +61,10 @@ KvcActionManager::~KvcActionManager()
     if (client) {
         client->disconnect(this);
         delete client;
+    }
+    if (executer) {
+        executer->disconnect(this);
+        delete executer;
     }
     resultData.reset();
 }
@@ -153,6 +157,48 @@ QDateTime KvcActionManager::currentSimRunningTime() const
     return QDateTime();
 }
 
+bool KvcActionManager::prepareClose(QWidget *parent)
+{
+    if (stoppingForClose)
+        return false;
+    if (!localRunUnderWay())
+        return true;
+    QMessageBox box(QMessageBox::Question, tr("Simulation running"),
+        tr("The simulation of %1 is still running.\nStop it and close?")
+            .arg(QFileInfo(executer->modelFile).fileName()),
+        QMessageBox::Yes | QMessageBox::Cancel, parent);
+    box.button(QMessageBox::Yes)->setText(tr("Stop"));
+    box.setDefaultButton(QMessageBox::Cancel);
+    const bool stop = QtMessageBox::exec(box) == QMessageBox::Yes;
+    // The run may have ended while the question was open.
+    if (!stop || !localRunUnderWay())
+        return stop;
+    stopForClose();
+    return false;
+}
+
+bool KvcActionManager::isStoppingForClose() const { return stoppingForClose; }
+
+void KvcActionManager::stopForClose()
+{
+    stoppingForClose = true;
+    emit logDataReceived(-1, tr("Stopping the simulation before closing...\n"));
+    if (client && (client->controlOptions() & KvCommControlTerminate)) {
+        pendingStatus = Aborted;
+        client->sendControlRequest(KvCommControlTerminate);
+    } else {
+        executer->terminate();
+    }
+    QTimer::singleShot(kStopGraceMs, this, [this] {
+        if (!stoppingForClose || !localRunUnderWay())
+            return;
+        emit logDataReceived(-1,
+            tr("The simulation did not stop within %1 seconds; it is killed.\n")
+                .arg(kStopGraceMs / 1000));
+        executer->kill();
+    });
+}
+
 QString KvcActionManager::execStatusStr(ExecutionStatus status)
 {
     static const char *const names[] = {QT_TRANSLATE_NOOP("QObject", "Loading"),
@@ -229,6 +275,12 @@ void KvcActionManager::localKivoOpFinished(KvcExecuter::AsyncOpType op, bool ok,
         const ExecutionStatus status = ok && executer->exitCode == 0 ? Finished : Aborted;
         emit executionStatusChanged(status, resultData);
         disconnect(executer, SIGNAL(logMessage(int, const QString &)), nullptr, nullptr);
+        if (stoppingForClose) {
+            stoppingForClose = false;
+            // Queued, so that the host may close, and delete this manager,
+            // outside the runner's signal.
+            QTimer::singleShot(0, this, [this] { emit readyToClose(); });
+        }
     }
     enableActions();
 }

@@ -41,9 +41,11 @@ class QAction;
 ///   checks its own precondition. Terminate keeps its rule: it asks a
 ///   connected server, or else kills whatever process the runner holds, an
 ///   interrogation that never ends included.
-/// - Destroying the manager during a local run ends the simulator process
-///   (the runner terminates it) and the connection, without message boxes and
-///   without further signals.
+/// - Destroying the manager during a local run ends the connection, then the
+///   simulator process (the runner asks it to stop and kills it only if it
+///   has not stopped 5 s later, without blocking the GUI), without message
+///   boxes and without further signals. A host that wants the user asked
+///   first calls prepareClose() when it is about to close.
 class KVC_EXPORT KvcActionManager : public QObject
 {
     Q_OBJECT
@@ -80,11 +82,33 @@ public:
 
     static QString execStatusStr(ExecutionStatus status);
 
+    /// For a host that is about to close (from its closeEvent): true when it
+    /// may close now. A local run still under way would otherwise be killed
+    /// with the host and could leave its output files half written, so the
+    /// user is asked first whether to stop it (Stop / Cancel, Cancel by
+    /// default; the question names the model). Stop ends the run as the
+    /// terminate action does, but gently: a terminate request when its server
+    /// is connected and accepts one, else SIGTERM; the simulator then ends its
+    /// step and exits with its own "terminated" code. The call returns false
+    /// at once and readyToClose() follows, from the event loop, once the
+    /// process has ended; a run still going kStopGraceMs later is killed, and
+    /// the log says so. Cancel returns false and changes nothing; so does a
+    /// call while a stop is under way. Monitoring a remote simulation or
+    /// interrogating the executable needs no question: closing leaves the
+    /// remote run going and ends the interrogation.
+    bool prepareClose(QWidget *parent = nullptr);
+    /// True from the user's Stop until the process has ended.
+    bool isStoppingForClose() const;
+
+    static constexpr int kStopGraceMs = 10000;
+
 signals:
     void localKivoInitFinished();
     void executionStatusChanged(
         KvcActionManager::ExecutionStatus status, QSharedPointer<KvcResultsData> &remoteResultData);
     void logDataReceived(int level, const QString &msg);
+    /// The run that prepareClose() stopped has ended; the host may close now.
+    void readyToClose();
 
 private slots:
     void localKivoOpFinished(KvcExecuter::AsyncOpType op, bool ok, QString err);
@@ -108,6 +132,7 @@ private:
     bool localRunUnderWay() const;
     bool runAllowed() const;
     void startAutoMonitoring();
+    void stopForClose();
 
     KvcExecuter *executer = nullptr;
     QString modelFile;
@@ -124,4 +149,5 @@ private:
     QAction *disconnectAction = nullptr;
     // The automatic monitoring client while it connects; not yet `client`.
     KvCommClient *pendingAutoClient = nullptr;
+    bool stoppingForClose = false;
 };

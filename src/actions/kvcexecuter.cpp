@@ -1,11 +1,17 @@
 #include "kvcexecuter.h"
 
+#include <QCoreApplication>
 #include <QDir>
 #include <QFileInfo>
 #include <QTextCodec>
 #include <QTextDecoder>
+#include <QTimer>
 
 namespace {
+
+// How long a simulator that its runner left behind gets to stop on SIGTERM
+// (it stops at the end of its current step) before it is killed.
+constexpr int kOrphanGraceMs = 5000;
 
 QString nativePath(const QString &path) { return QDir::toNativeSeparators(path); }
 
@@ -18,6 +24,42 @@ QString trimmedWithoutLast(const QString &text)
     return result;
 }
 
+// Takes over a process whose runner is gone: asks it to stop, kills it after
+// the grace period, and deletes it once it has ended, all from the event loop,
+// so that destroying a runner never blocks the GUI. Only if the application
+// itself goes away first does it wait, since nothing is left on screen then.
+class OrphanReaper : public QObject
+{
+public:
+    explicit OrphanReaper(QProcess *process)
+        : QObject(QCoreApplication::instance())
+        , process(process)
+    {
+        process->setParent(this);
+        // Unread output must not block the simulator's writes meanwhile.
+        process->closeReadChannel(QProcess::StandardOutput);
+        process->closeReadChannel(QProcess::StandardError);
+        connect(process, QOverload<int, QProcess::ExitStatus>::of(&QProcess::finished), this,
+            &QObject::deleteLater);
+        QTimer::singleShot(kOrphanGraceMs, this, [process] { process->kill(); });
+        process->terminate();
+    }
+
+    ~OrphanReaper() override
+    {
+        if (process->state() == QProcess::NotRunning)
+            return;
+        process->disconnect(this);
+        if (!process->waitForFinished(kOrphanGraceMs)) {
+            process->kill();
+            process->waitForFinished(1000);
+        }
+    }
+
+private:
+    QProcess *process;
+};
+
 } // namespace
 
 KvcExecuter::KvcExecuter() = default;
@@ -28,12 +70,12 @@ KvcExecuter::~KvcExecuter()
         return;
     // Nobody listens any more; end the simulator rather than orphan it.
     process->disconnect(this);
-    process->terminate();
-    if (!process->waitForFinished(2000)) {
-        process->kill();
-        process->waitForFinished(1000);
-    }
-    delete process;
+    if (process->state() == QProcess::NotRunning)
+        process->deleteLater();
+    else if (QCoreApplication::instance())
+        new OrphanReaper(process);
+    else
+        delete process; // kills and waits: there is no event loop to wait in
 }
 
 QProcess *KvcExecuter::createProcess()
@@ -43,12 +85,17 @@ QProcess *KvcExecuter::createProcess()
     connect(proc, QOverload<int, QProcess::ExitStatus>::of(&QProcess::finished), this,
         &KvcExecuter::procFinished);
     // A start failure that shows only after start() returned would otherwise
-    // never end the operation: QProcess emits no finished() for it.
+    // never end the operation: QProcess emits no finished() for it. One that
+    // shows inside start() or waitForStarted() is ended by their caller once
+    // they have returned; in both cases the end runs outside the process's
+    // own signal, because a receiver's message box may delete the process.
     connect(proc, &QProcess::errorOccurred, this, [this, proc](QProcess::ProcessError error) {
-        if (error == QProcess::FailedToStart && proc == process)
-            finishAsyncOp(false,
-                tr("The Kivo executable [%1] failed to start: %2")
-                    .arg(nativePath(exePath), proc->errorString()));
+        if (error != QProcess::FailedToStart || starting)
+            return;
+        QTimer::singleShot(0, this, [this, proc] {
+            if (proc == process)
+                finishStartFailure();
+        });
     });
     proc->setProcessChannelMode(QProcess::MergedChannels);
     return proc;
@@ -65,15 +112,9 @@ bool KvcExecuter::asyncInit(QString path)
     exePath = path;
     process = createProcess();
     // The output is read whole when the interrogation ends.
-    process->start(exePath, {QStringLiteral("-pversion")}, QIODevice::ReadOnly);
-    if (process)
-        process->waitForStarted();
-    if (process && process->state() != QProcess::NotRunning)
+    if (startProcess({QStringLiteral("-pversion")}))
         return true;
-    if (process)
-        finishAsyncOp(false,
-            tr("The Kivo executable [%1] failed to start: %2")
-                .arg(nativePath(exePath), process->errorString()));
+    finishStartFailure();
     return false;
 }
 
@@ -86,24 +127,35 @@ bool KvcExecuter::asyncRun(bool readOutput)
 
     QStringList arguments = options.toParamList(true);
     arguments << modelFile;
-    process->start(exePath, arguments, QIODevice::ReadOnly);
-    if (process)
-        process->waitForStarted();
-    if (process && !readOutput) {
+    const bool started = startProcess(arguments);
+    if (!readOutput) {
         process->closeReadChannel(QProcess::StandardOutput);
         process->closeReadChannel(QProcess::StandardError);
         if (process->bytesAvailable() > 0)
             logMsgAvailable();
     }
-    if (!process || process->state() == QProcess::NotRunning) {
-        if (process)
-            finishAsyncOp(false,
-                tr("The Kivo executable [%1] failed to start: %2")
-                    .arg(nativePath(exePath), process->errorString()));
+    if (!started) {
+        finishStartFailure();
         return false;
     }
     startTime = QDateTime::currentDateTime();
     return true;
+}
+
+bool KvcExecuter::startProcess(const QStringList &arguments)
+{
+    starting = true;
+    process->start(exePath, arguments, QIODevice::ReadOnly);
+    process->waitForStarted();
+    starting = false;
+    return process->state() != QProcess::NotRunning;
+}
+
+void KvcExecuter::finishStartFailure()
+{
+    finishAsyncOp(false,
+        tr("The Kivo executable [%1] failed to start: %2")
+            .arg(nativePath(exePath), process->errorString()));
 }
 
 void KvcExecuter::stopReadingOutput()
@@ -120,6 +172,12 @@ void KvcExecuter::kill()
 {
     if (process)
         process->kill();
+}
+
+void KvcExecuter::terminate()
+{
+    if (process)
+        process->terminate();
 }
 
 void KvcExecuter::procFinished(int exitCode, QProcess::ExitStatus exitStatus)

@@ -20,8 +20,15 @@ class QTextDecoder;
 /// decoder per process, so a character split across two reads stays whole.
 ///
 /// Neither operation has a time limit. Destroying a runner that still holds a
-/// process ends that process (terminate, up to 2 s of grace, then kill), so
-/// that no simulator is left orphaned; its end is then not reported.
+/// process ends that process without blocking: it is asked to stop (SIGTERM)
+/// and killed if it is still running 5 s later, from the event loop, so that
+/// no simulator is left orphaned; its end is then not reported. Only when the
+/// application object goes away before that does its destruction wait.
+///
+/// A process that fails to start is never ended from inside its own signals:
+/// the failure is reported once start() has returned, so a receiver may run
+/// a nested event loop (a message box) without the process being deleted
+/// under it.
 ///
 /// Internal to the library; the action manager reads and writes its members.
 class KVC_TESTING_EXPORT KvcExecuter : public QObject
@@ -45,6 +52,9 @@ public:
     void stopReadingOutput();
     /// Kills the process at once; its end arrives as a crash.
     void kill();
+    /// Asks the process to stop (SIGTERM); the simulator ends its current step
+    /// and exits with its own code, which arrives through procFinished.
+    void terminate();
 
     bool initialized = false;
     QString exePath;
@@ -73,6 +83,9 @@ private:
     void finishAsyncOp(bool ok, QString err);
     void parseVersionOutput();
     QProcess *createProcess();
+    bool startProcess(const QStringList &arguments);
+    void finishStartFailure();
 
     std::unique_ptr<QTextDecoder> decoder;
+    bool starting = false;
 };

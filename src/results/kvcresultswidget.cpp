@@ -552,21 +552,25 @@ void KvcResultsWidget::simInfoAvailable() { updateHeaderStatus(); }
 
 void KvcResultsWidget::updateHeaderStatus()
 {
+    // A server reports instants in UTC, a local run in local time: every time
+    // is shown in the user's, so that the header reads in one zone.
     const QString dateFormat = tr("dd-MMM-yyyy hh:mm:ss.zzz");
+    const auto shown
+        = [&dateFormat](const QDateTime &time) { return time.toLocalTime().toString(dateFormat); };
     simStatusLbl->setText(KvcActionManager::execStatusStr(status));
     if (active()) {
         if (const QSharedPointer<KvCommClientData> store = m_resultData->simulationData())
             simNameLbl->setText(store->simName());
         const QDateTime loading = actMgr->currentSimLoadingTime();
         if (loading.isValid())
-            simLoadingStartedLbl->setText(loading.toString(dateFormat));
+            simLoadingStartedLbl->setText(shown(loading));
         const QDateTime running = actMgr->currentSimRunningTime();
         if (running.isValid())
-            simRunningStartedLbl->setText(running.toString(dateFormat));
+            simRunningStartedLbl->setText(shown(running));
     }
     const bool ended = status == KvcActionManager::Finished || status == KvcActionManager::Canceled
         || status == KvcActionManager::Aborted;
-    simFinishedLbl->setText(ended ? statusTime.toString(dateFormat) : QString());
+    simFinishedLbl->setText(ended ? shown(statusTime) : QString());
 }
 
 void KvcResultsWidget::updateHeaderData()

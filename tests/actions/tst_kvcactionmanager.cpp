@@ -1,5 +1,6 @@
 #include "kvcactionmanager.h"
 
+#include "childprocesses.h"
 #include "fakekivoinstall.h"
 #include "kvcommclient.h"
 #include "managerhost.h"
@@ -11,6 +12,7 @@
 #include <QLineEdit>
 #include <QProcess>
 #include <QPushButton>
+#include <QSignalSpy>
 #include <QTcpServer>
 #include <QTemporaryDir>
 #include <QtTest>
@@ -66,24 +68,6 @@ std::function<void(QWidget *)> plainRun(quint16 port = 0, bool serverLog = false
         setChecked(dialog, "noserverChk", !serverLog);
         setChecked(dialog, "serverChk", serverLog);
     };
-}
-
-// Live (not yet reaped) child processes of this test, from /proc.
-int childProcesses()
-{
-    int count = 0;
-    const QString self = QString::number(QCoreApplication::applicationPid());
-    for (const QString &entry : QDir("/proc").entryList(QDir::Dirs)) {
-        QFile stat("/proc/" + entry + "/stat");
-        if (!stat.open(QIODevice::ReadOnly))
-            continue;
-        // pid (comm) state ppid ...: the name may hold blanks, so split after ')'.
-        const QString text = QString::fromLatin1(stat.readAll());
-        const QStringList fields = text.mid(text.lastIndexOf(')') + 2).split(' ');
-        if (fields.value(1) == self && fields.value(0) != "Z")
-            ++count;
-    }
-    return count;
 }
 
 // A long simulation started by hand, its server on `port`, as on another machine.
@@ -219,6 +203,77 @@ private slots:
         QVERIFY(!host.manager.canExecLocalKivo());
         host.initFinished = 0; // and the user can try again
         QVERIFY(host.interrogate(kivoPath, fastModel));
+    }
+
+    // A process that fails to start must not be deleted under its own
+    // signal by the error box's event loop: a host calls before its event
+    // loop runs (as kivo-studio does at start) or from inside it.
+    void startFailureClosedThroughTheEventLoop_data()
+    {
+        QTest::addColumn<bool>("run");
+        QTest::addColumn<bool>("directory");
+        QTest::addColumn<bool>("insideLoop");
+        for (const bool run : {false, true})
+            for (const bool directory : {false, true})
+                for (const bool insideLoop : {false, true})
+                    QTest::addRow("%s of a %s, %s", run ? "run" : "interrogation",
+                        directory ? "directory" : "file without the execute bit",
+                        insideLoop ? "inside the event loop" : "before the event loop")
+                        << run << directory << insideLoop;
+    }
+
+    void startFailureClosedThroughTheEventLoop()
+    {
+        QFETCH(bool, run);
+        QFETCH(bool, directory);
+        QFETCH(bool, insideLoop);
+        ModalAnswerer boxes;
+        QTemporaryDir dir;
+        Host host;
+        const QString exe = installFakeKivo(dir);
+        if (run) {
+            QVERIFY(host.interrogate(exe, "model.lua"));
+            host.editOptions(plainRun());
+        }
+        // What cannot be started stands where the simulator was.
+        QVERIFY(QFile::remove(exe));
+        if (directory) {
+            QVERIFY(QDir().mkdir(exe));
+        } else {
+            QFile file(exe);
+            QVERIFY(file.open(QIODevice::WriteOnly));
+            file.write("not a program");
+        }
+        const auto start = [&] {
+            if (run)
+                host.run.trigger();
+            else
+                host.manager.asyncLocalKivoInit(exe);
+        };
+        if (insideLoop) {
+            QEventLoop loop;
+            QTimer::singleShot(0, &loop, [&] {
+                start();
+                loop.quit();
+            });
+            loop.exec();
+        } else {
+            start();
+        }
+        QCOMPARE(boxes.count(), 1);
+        QVERIFY2(boxes.last().text.contains(
+                     QString("The Kivo executable [%1] failed to start: ").arg(exe)),
+            qPrintable(boxes.last().text));
+        QCOMPARE(host.initFinished, 1);
+        // A run that never started reports its end all the same.
+        QCOMPARE(host.statuses.size(), run ? 1 : 0);
+        if (run)
+            QCOMPARE(host.statuses[0].status, KvcActionManager::Aborted);
+        QVERIFY(!host.manager.active());
+        QCOMPARE(host.enabled(), run ? QString("r--cm--") : QString("----m--"));
+        // Whatever the runner left for later deletion goes now.
+        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+        QCOMPARE(childProcesses(), 0);
     }
 
     void unmonitoredRunReportsRunningThenFinished()
@@ -453,6 +508,86 @@ private slots:
         QTRY_VERIFY(!host.manager.active());
     }
 
+    // Closing during a local run asks first; Stop ends the run gently, with
+    // the event loop running, and the host hears when it may close.
+    void closingDuringALocalRun_data()
+    {
+        QTest::addColumn<QString>("simulator"); // "kivo", or a mode of the fake one
+        QTest::addColumn<bool>("monitored");
+        QTest::addColumn<bool>("stop"); // the answer: Stop, or Cancel
+        QTest::addColumn<QString>("logged"); // what the log says of the stop
+        const QString stopping = "Stopping the simulation before closing...\n";
+        QTest::newRow("monitored: the server is asked to terminate")
+            << "kivo" << true << true << stopping;
+        QTest::newRow("unmonitored: SIGTERM, the simulator ends its step")
+            << "kivo" << false << true << stopping;
+        QTest::newRow("a simulator that ignores SIGTERM is killed after the grace period")
+            << "stubborn" << false << true
+            << stopping + "The simulation did not stop within 10 seconds; it is killed.\n";
+        QTest::newRow("Cancel keeps the run") << "kivo" << false << false << "";
+    }
+
+    void closingDuringALocalRun()
+    {
+        QFETCH(QString, simulator);
+        QFETCH(bool, monitored);
+        QFETCH(bool, stop);
+        QFETCH(QString, logged);
+        ModalAnswerer boxes;
+        QTemporaryDir dir;
+        Host host;
+        QSignalSpy ready(&host.manager, &KvcActionManager::readyToClose);
+        QVERIFY(host.manager.prepareClose()); // nothing running: no question
+        QVERIFY(host.interrogate(simulator == "kivo" ? kivoPath : installFakeKivo(dir), longModel));
+        host.editOptions(monitored ? presetOnPort(freePort()) : plainRun());
+        qputenv("FAKE_KIVO_RUN", simulator.toUtf8());
+        host.run.trigger();
+        // Until the simulator has started up, SIGTERM would end it as a crash.
+        if (monitored)
+            QTRY_VERIFY_WITH_TIMEOUT(host.manager.isRemote(), 10000);
+        else
+            QTRY_VERIFY_WITH_TIMEOUT(!host.log.isEmpty(), 10000);
+        QCOMPARE(childProcesses(), 1);
+        const QString before = host.log;
+
+        boxes.queueAnswer(stop ? QMessageBox::Yes : QMessageBox::Cancel);
+        QVERIFY(!host.manager.prepareClose());
+        QCOMPARE(boxes.count(), 1);
+        QCOMPARE(boxes.last().title, QString("Simulation running"));
+        QCOMPARE(boxes.last().text,
+            QString("The simulation of heat1d-long.lua is still running.\nStop it and close?"));
+        QCOMPARE(boxes.last().buttons, QMessageBox::Yes | QMessageBox::Cancel);
+        QCOMPARE(boxes.last().defaultButton, QMessageBox::Cancel);
+        if (!stop) {
+            QVERIFY(!host.manager.isStoppingForClose());
+            QTest::qWait(300);
+            QCOMPARE(childProcesses(), 1);
+            QCOMPARE(ready.count(), 0);
+            host.terminate.trigger();
+            QTRY_VERIFY_WITH_TIMEOUT(!host.manager.active(), 15000);
+            return;
+        }
+        QVERIFY(host.manager.isStoppingForClose());
+        // A second request while stopping neither asks nor closes.
+        QVERIFY(!host.manager.prepareClose());
+        QCOMPARE(boxes.count(), 1);
+
+        QTRY_COMPARE_WITH_TIMEOUT(ready.count(), 1, 2 * KvcActionManager::kStopGraceMs);
+        QCOMPARE(childProcesses(), 0);
+        QVERIFY(!host.manager.isStoppingForClose());
+        QCOMPARE(host.statuses.last().status, KvcActionManager::Aborted);
+        QVERIFY2(host.log.mid(before.size()).contains(logged), qPrintable(host.log));
+        // Killed, it ends as a crash, which is said; stopped, with its own
+        // "terminated" exit code, which the manager reports without a box.
+        const bool killed = simulator == "stubborn";
+        if (!killed) // its own words on the way to its "terminated" exit code
+            QVERIFY2(host.log.contains("Simulation terminated at t = "), qPrintable(host.log));
+        QVERIFY2(boxes.count() == (killed ? 2 : 1), qPrintable(boxes.last().text));
+        if (killed)
+            QVERIFY(boxes.last().text.contains("The Kivo process finished unexpectedly"));
+        QVERIFY(host.manager.prepareClose());
+    }
+
     void destroyingTheManagerEndsTheLocalRun()
     {
         ModalAnswerer boxes;
@@ -464,7 +599,7 @@ private slots:
             QTRY_VERIFY_WITH_TIMEOUT(host.manager.isRemote(), 10000);
             QCOMPARE(childProcesses(), 1);
         }
-        QCOMPARE(childProcesses(), 0);
+        QTRY_COMPARE(childProcesses(), 0);
         QCOMPARE(boxes.count(), 0);
     }
 };

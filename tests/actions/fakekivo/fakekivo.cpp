@@ -4,7 +4,8 @@
 //   FAKE_KIVO_VERSION  answer to -pversion: ok, crlf, empty, nokivo, noversion,
 //                      crash, hang
 //   FAKE_KIVO_RUN      behaviour of a run: args (print the arguments, one per
-//                      line, exit 0), exit3, crash, hang, split (a two-byte
+//                      line, exit 0), exit3, crash, hang, stubborn (says that
+//                      it ignores SIGTERM, then hangs), split (a two-byte
 //                      character written in two reads), chatty (a line every
 //                      20 ms until killed), flood (numbered lines as fast as
 //                      the pipe takes them for FAKE_KIVO_FLOOD_SECONDS
@@ -81,6 +82,12 @@ int run(int argc, char **argv)
     }
     if (mode == "hang")
         hang();
+    if (mode == "stubborn") {
+        std::signal(SIGTERM, SIG_IGN);
+        std::fputs("ignoring SIGTERM\n", stdout);
+        std::fflush(stdout);
+        hang();
+    }
     if (mode == "split") {
         // U+00E9 is C3 A9 in UTF-8: the reader sees the two bytes apart.
         std::fputs("caf\xC3", stdout);

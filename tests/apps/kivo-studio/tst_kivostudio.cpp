@@ -3,6 +3,7 @@
 // dock and its drag onto a chart, the About box.
 #include "studiowindow.h"
 
+#include "childprocesses.h"
 #include "kvcommclientdata.h"
 #include "kvcresultsdata.h"
 #include "kvcresultswidget.h"
@@ -12,11 +13,13 @@
 #include <QAction>
 #include <QChartView>
 #include <QCheckBox>
+#include <QLabel>
 #include <QLineEdit>
 #include <QListWidget>
 #include <QMimeData>
 #include <QPushButton>
 #include <QSignalSpy>
+#include <QStatusBar>
 #include <QTabWidget>
 #include <QTcpServer>
 #include <QTemporaryDir>
@@ -75,7 +78,7 @@ private:
 
     // Automatic monitoring kept, its server moved off the preset's port to a
     // free one, through the configure action's dialog.
-    void monitorOnAFreePort()
+    static void monitorOnAFreePort(StudioWindow &studio)
     {
         const quint16 port = freePort();
         handleNextModal(
@@ -89,12 +92,14 @@ private:
                 dialog->findChild<QPushButton *>("okBtn")->click();
             },
             "KvcOptionsDlg");
-        action("actionConfigure")->trigger();
+        studio.findChild<QAction *>("actionConfigure")->trigger();
     }
 
 private slots:
     void initTestCase()
     {
+        // Far from UTC, in minutes too: a time shown in the wrong zone shows.
+        qputenv("TZ", "KIVO-13:45");
         QStandardPaths::setTestModeEnabled(true);
         qRegisterMetaType<Status>();
         QCoreApplication::setOrganizationName("kivoClientLibTests");
@@ -148,7 +153,8 @@ private slots:
     void monitoredRunOpensAResultsTabThatFills()
     {
         ModalAnswerer boxes;
-        monitorOnAFreePort();
+        monitorOnAFreePort(*window);
+        const QDateTime started = QDateTime::currentDateTime();
         window->runAction()->trigger();
 
         QCOMPARE(tabs->count(), 2);
@@ -165,6 +171,15 @@ private slots:
                 && data->simulationData()->samplesReceived() > 0 && data->currentTime() > 0,
             15000);
         QTRY_VERIFY(data->graphics().size() > data->numSpecialGraphics());
+        // The server's times (in UTC on the wire) read in local time, as the
+        // run's own start does.
+        QTRY_VERIFY(!firstView->findChild<QLabel *>("simRunningStartedLbl")->text().isEmpty());
+        for (const char *label : {"simLoadingStartedLbl", "simRunningStartedLbl"}) {
+            const QString text = firstView->findChild<QLabel *>(label)->text();
+            const QDateTime shown = QLocale::system().toDateTime(text, "dd-MMM-yyyy hh:mm:ss.zzz");
+            QVERIFY2(shown >= started.addSecs(-1) && shown <= QDateTime::currentDateTime(),
+                qPrintable(QString("%1: %2").arg(label, text)));
+        }
         QTRY_COMPARE(graphics->count(), data->graphics().size());
         for (int i = 0; i < data->graphics().size(); ++i) {
             QCOMPARE(graphics->item(i)->text(), data->graphics().at(i)->title);
@@ -228,7 +243,7 @@ private slots:
         const QSharedPointer<KvcResultsData> first = window->latestResults();
         const qint64 firstSamples = first->simulationData()->samplesReceived();
         ended->clear();
-        monitorOnAFreePort();
+        monitorOnAFreePort(*window);
         window->runAction()->trigger();
 
         QCOMPARE(tabs->count(), 3);
@@ -254,6 +269,67 @@ private slots:
         tabs->setCurrentIndex(0);
         QCOMPARE(graphics->count(), 0);
         QCOMPARE(boxes.count(), 0);
+    }
+
+    // As kivo-studio starts: the interrogation before the event loop runs,
+    // its error box closed through the box's own loop, then quitting.
+    void simulatorThatCannotStartIsReportedAndTheWindowQuits()
+    {
+        ModalAnswerer boxes;
+        QTemporaryDir scratch;
+        const QString notAProgram = scratch.filePath("kivo");
+        QFile file(notAProgram);
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        file.write("not a program");
+        file.close();
+
+        StudioWindow studio;
+        studio.show();
+        studio.initSimulator(notAProgram);
+        QCOMPARE(boxes.count(), 1);
+        QVERIFY(boxes.last().text.contains(
+            QString("The Kivo executable [%1] failed to start: ").arg(notAProgram)));
+        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+        QVERIFY(studio.statusBar()->currentMessage().startsWith("No usable simulator at "));
+        studio.findChild<QAction *>("actionQuit")->trigger();
+        QVERIFY(!studio.isVisible());
+        QCOMPARE(boxes.count(), 1);
+    }
+
+    // Quitting mid-run asks, stops the simulator as it would stop itself and
+    // closes once it has ended.
+    void quittingDuringARunStopsTheSimulatorFirst()
+    {
+        ModalAnswerer boxes;
+        StudioWindow studio;
+        studio.show();
+        QSignalSpy ready(studio.manager(), &KvcActionManager::localKivoInitFinished);
+        QSignalSpy ended(&studio, &StudioWindow::executionEnded);
+        studio.initSimulator(kivoPath);
+        QTRY_COMPARE_WITH_TIMEOUT(ready.count(), 1, 10000);
+        studio.openModel(KVC_EXAMPLES_DIR "/heat1d-long.lua");
+        monitorOnAFreePort(studio);
+        studio.runAction()->trigger();
+        QTRY_VERIFY_WITH_TIMEOUT(studio.manager()->isRemote(), 10000);
+
+        boxes.queueAnswer(QMessageBox::Cancel);
+        studio.findChild<QAction *>("actionQuit")->trigger();
+        QCOMPARE(boxes.count(), 1);
+        QVERIFY(boxes.last().text.contains("heat1d-long.lua"));
+        QVERIFY(studio.isVisible());
+        QCOMPARE(childProcesses(), 1);
+
+        boxes.queueAnswer(QMessageBox::Yes);
+        studio.findChild<QAction *>("actionQuit")->trigger();
+        QCOMPARE(boxes.count(), 2);
+        QVERIFY(studio.isVisible());
+        QVERIFY(studio.statusBar()->currentMessage().startsWith("Stopping the simulation"));
+        QTRY_VERIFY_WITH_TIMEOUT(!studio.isVisible(), 2 * KvcActionManager::kStopGraceMs);
+        QCOMPARE(childProcesses(), 0);
+        // Ended by its server, with its own exit code: no crash box.
+        QCOMPARE(boxes.count(), 2);
+        QCOMPARE(ended.count(), 1);
+        QCOMPARE(ended.at(0).at(0).value<Status>(), KvcActionManager::Aborted);
     }
 
     void aboutBoxShowsTheVersionRecords()

@@ -19,7 +19,8 @@ struct Outcome {
 
 // Runs the headless job in `dir` (its working directory, its settings) and
 // reads the summary it wrote there.
-Outcome runHeadless(const QTemporaryDir &dir, const QString &model)
+Outcome runHeadless(
+    const QTemporaryDir &dir, const QString &model, const QStringList &extra = QStringList())
 {
     QProcess studio;
     studio.setWorkingDirectory(dir.path());
@@ -29,9 +30,9 @@ Outcome runHeadless(const QTemporaryDir &dir, const QString &model)
     env.insert("QT_QPA_PLATFORM", "offscreen");
     studio.setProcessEnvironment(env);
     studio.setProcessChannelMode(QProcess::MergedChannels);
-    studio.start(studioPath,
-        {"--headless", "--screenshot", dir.filePath("shot.png"), "--summary",
-            dir.filePath("summary.txt"), "--timeout", "60", model});
+    const QStringList arguments {"--headless", "--screenshot", dir.filePath("shot.png"),
+        "--summary", dir.filePath("summary.txt"), "--timeout", "60", model};
+    studio.start(studioPath, arguments + extra);
     Outcome outcome;
     if (!studio.waitForFinished(90000)) {
         studio.kill();
@@ -106,6 +107,36 @@ private slots:
         QVERIFY2(distinctColours(shot) > 32, qPrintable(QString::number(distinctColours(shot))));
         // Nothing lands in the working directory but what was asked for.
         QCOMPARE(QDir(dir.path()).entryList({"kivo-studio*"}, QDir::Files), QStringList());
+    }
+
+    // Nobody can answer a box without a display: the error is printed and the
+    // program ends at once, without a crash.
+    void simulatorThatCannotStartIsPrintedAndEndsTheRun_data()
+    {
+        QTest::addColumn<bool>("directory");
+        QTest::newRow("a file without the execute bit") << false;
+        QTest::newRow("a directory") << true;
+    }
+
+    void simulatorThatCannotStartIsPrintedAndEndsTheRun()
+    {
+        QFETCH(bool, directory);
+        QTemporaryDir dir;
+        QVERIFY(dir.isValid());
+        const QString kivo = dir.filePath("kivo");
+        if (directory) {
+            QVERIFY(QDir().mkdir(kivo));
+        } else {
+            QFile file(kivo);
+            QVERIFY(file.open(QIODevice::WriteOnly));
+            file.write("not a program");
+        }
+        const Outcome outcome = runHeadless(dir, fastModel, {"--kivo", kivo});
+        QVERIFY2(outcome.exitCode == 2, qPrintable(outcome.output));
+        QVERIFY2(outcome.output.contains(
+                     QString("The Kivo executable [%1] failed to start: ").arg(kivo)),
+            qPrintable(outcome.output));
+        QCOMPARE(summaryValue(outcome.summary, "status"), QString("no simulator or no model"));
     }
 
     void modelWithAnErrorAbortsWithAFailure()
