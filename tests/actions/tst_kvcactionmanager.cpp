@@ -273,7 +273,7 @@ private slots:
         QCOMPARE(host.enabled(), run ? QString("r--cm--") : QString("----m--"));
         // Whatever the runner left for later deletion goes now.
         QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
-        QCOMPARE(childProcesses(), 0);
+        QCOMPARE(childProcesses().size(), 0);
     }
 
     void unmonitoredRunReportsRunningThenFinished()
@@ -547,7 +547,7 @@ private slots:
             QTRY_VERIFY_WITH_TIMEOUT(host.manager.isRemote(), 10000);
         else
             QTRY_VERIFY_WITH_TIMEOUT(!host.log.isEmpty(), 10000);
-        QCOMPARE(childProcesses(), 1);
+        QCOMPARE(childProcesses().size(), 1);
         const QString before = host.log;
 
         boxes.queueAnswer(stop ? QMessageBox::Yes : QMessageBox::Cancel);
@@ -561,7 +561,7 @@ private slots:
         if (!stop) {
             QVERIFY(!host.manager.isStoppingForClose());
             QTest::qWait(300);
-            QCOMPARE(childProcesses(), 1);
+            QCOMPARE(childProcesses().size(), 1);
             QCOMPARE(ready.count(), 0);
             host.terminate.trigger();
             QTRY_VERIFY_WITH_TIMEOUT(!host.manager.active(), 15000);
@@ -573,7 +573,7 @@ private slots:
         QCOMPARE(boxes.count(), 1);
 
         QTRY_COMPARE_WITH_TIMEOUT(ready.count(), 1, 2 * KvcActionManager::kStopGraceMs);
-        QCOMPARE(childProcesses(), 0);
+        QCOMPARE(childProcesses().size(), 0);
         QVERIFY(!host.manager.isStoppingForClose());
         QCOMPARE(host.statuses.last().status, KvcActionManager::Aborted);
         QVERIFY2(host.log.mid(before.size()).contains(logged), qPrintable(host.log));
@@ -597,9 +597,9 @@ private slots:
             host.editOptions(presetOnPort(freePort()));
             host.run.trigger();
             QTRY_VERIFY_WITH_TIMEOUT(host.manager.isRemote(), 10000);
-            QCOMPARE(childProcesses(), 1);
+            QCOMPARE(childProcesses().size(), 1);
         }
-        QTRY_COMPARE(childProcesses(), 0);
+        QTRY_COMPARE(childProcesses().size(), 0);
         QCOMPARE(boxes.count(), 0);
     }
 };

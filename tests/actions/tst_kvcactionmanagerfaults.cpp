@@ -4,6 +4,7 @@
 
 #include "kvcactionmanager.h"
 
+#include "childprocesses.h"
 #include "kvcommclient.h"
 #include "kvcommframewriter.h"
 #include "kvcommserver.h"
@@ -46,29 +47,11 @@ quint16 freePort()
     return server.serverPort();
 }
 
-// Live (not yet reaped) child processes of this test, from /proc.
-QList<pid_t> childProcesses()
-{
-    QList<pid_t> pids;
-    const QString self = QString::number(QCoreApplication::applicationPid());
-    for (const QString &entry : QDir("/proc").entryList(QDir::Dirs)) {
-        QFile stat("/proc/" + entry + "/stat");
-        if (!stat.open(QIODevice::ReadOnly))
-            continue;
-        // pid (comm) state ppid ...: the name may hold blanks, so split after ')'.
-        const QString text = QString::fromLatin1(stat.readAll());
-        const QStringList fields = text.mid(text.lastIndexOf(')') + 2).split(' ');
-        if (fields.value(1) == self && fields.value(0) != "Z")
-            pids << pid_t(entry.toInt());
-    }
-    return pids;
-}
-
 // The simulator dies as under the OOM killer or `kill -9`: no chance to say goodbye.
 bool killTheOnlyChild()
 {
-    const QList<pid_t> pids = childProcesses();
-    return pids.size() == 1 && ::kill(pids.first(), SIGKILL) == 0;
+    const QList<qint64> pids = childProcesses();
+    return pids.size() == 1 && ::kill(pid_t(pids.first()), SIGKILL) == 0;
 }
 
 // The host's side, and everything the manager told it.

@@ -4,11 +4,11 @@
 #include <QDir>
 #include <QFile>
 
-/// Live (not yet reaped) child processes of this test, from /proc: what a
-/// test that starts simulators checks it left nothing behind.
-inline int childProcesses()
+/// The live (not yet reaped) child processes of this test, from /proc: what
+/// a test that starts simulators checks it left nothing behind with.
+inline QList<qint64> childProcesses()
 {
-    int count = 0;
+    QList<qint64> pids;
     const QString self = QString::number(QCoreApplication::applicationPid());
     for (const QString &entry : QDir("/proc").entryList(QDir::Dirs)) {
         QFile stat("/proc/" + entry + "/stat");
@@ -18,7 +18,7 @@ inline int childProcesses()
         const QString text = QString::fromLatin1(stat.readAll());
         const QStringList fields = text.mid(text.lastIndexOf(')') + 2).split(' ');
         if (fields.value(1) == self && fields.value(0) != "Z")
-            ++count;
+            pids << entry.toLongLong();
     }
-    return count;
+    return pids;
 }

@@ -317,7 +317,7 @@ private slots:
         QCOMPARE(boxes.count(), 1);
         QVERIFY(boxes.last().text.contains("heat1d-long.lua"));
         QVERIFY(studio.isVisible());
-        QCOMPARE(childProcesses(), 1);
+        QCOMPARE(childProcesses().size(), 1);
 
         boxes.queueAnswer(QMessageBox::Yes);
         studio.findChild<QAction *>("actionQuit")->trigger();
@@ -325,7 +325,7 @@ private slots:
         QVERIFY(studio.isVisible());
         QVERIFY(studio.statusBar()->currentMessage().startsWith("Stopping the simulation"));
         QTRY_VERIFY_WITH_TIMEOUT(!studio.isVisible(), 2 * KvcActionManager::kStopGraceMs);
-        QCOMPARE(childProcesses(), 0);
+        QCOMPARE(childProcesses().size(), 0);
         // Ended by its server, with its own exit code: no crash box.
         QCOMPARE(boxes.count(), 2);
         QCOMPARE(ended.count(), 1);
