@@ -17,7 +17,6 @@
 #include <QLineEdit>
 #include <QPointer>
 #include <QPushButton>
-#include <QRegularExpression>
 #include <QTcpServer>
 #include <QTcpSocket>
 #include <QtTest>
@@ -27,73 +26,22 @@
 #include <sys/types.h>
 
 using Status = KvcActionManager::ExecutionStatus;
+using Host = ManagerHost;
 
 namespace {
 
-const QString kivoPath = QStringLiteral(KVC_BIN_DIR "/kivo");
 const QString stallingKivo = QStringLiteral(STALLING_KIVO);
-const QString fastModel = QStringLiteral(KVC_EXAMPLES_DIR "/heat1d-fast.lua");
-const QString longModel = QStringLiteral(KVC_EXAMPLES_DIR "/heat1d-long.lua");
 const QString endlessLoadingModel = QStringLiteral(KVC_FAULT_MODELS_DIR "/endless-loading.lua");
 
 const QString processKilled
     = QStringLiteral("The Kivo process finished unexpectedly: Process crashed");
 const QString willDisconnect = QStringLiteral("\nThe server will be disconnected");
 
-quint16 freePort()
-{
-    QTcpServer server;
-    server.listen(QHostAddress::LocalHost, 0);
-    return server.serverPort();
-}
-
 // The simulator dies as under the OOM killer or `kill -9`: no chance to say goodbye.
 bool killTheOnlyChild()
 {
     const QList<qint64> pids = childProcesses();
     return pids.size() == 1 && ::kill(pid_t(pids.first()), SIGKILL) == 0;
-}
-
-// The host's side, and everything the manager told it.
-struct Host : ManagerHost {
-    struct Event {
-        Status status;
-        bool hasData;
-    };
-    QVector<Event> statuses;
-    QString log;
-
-    Host()
-    {
-        QObject::connect(&manager, &KvcActionManager::executionStatusChanged,
-            [this](Status status, QSharedPointer<KvcResultsData> &data) {
-                statuses << Event {status, !data.isNull()};
-            });
-        QObject::connect(&manager, &KvcActionManager::logDataReceived,
-            [this](int, const QString &text) { log += text; });
-    }
-
-    // The statuses from index `from` on, by name; "(null)" marks an end
-    // reported without data.
-    QStringList names(int from, bool markNull = false) const
-    {
-        QStringList result;
-        for (int i = from; i < statuses.size(); ++i)
-            result << KvcActionManager::execStatusStr(statuses[i].status)
-                    + (markNull && !statuses[i].hasData ? QStringLiteral(" (null)") : QString());
-        return result;
-    }
-};
-
-// A local run without server and without automatic monitoring.
-void plainRun(QWidget *dialog)
-{
-    setChecked(dialog, "autoMonitorChk", false);
-    setChecked(dialog, "localChk", false);
-    setText(dialog, "localPortLed", QString());
-    setText(dialog, "waitLed", QString());
-    setChecked(dialog, "noserverChk", true);
-    setChecked(dialog, "serverChk", false);
 }
 
 // A well-behaved server in this process: running, accepts cancel and terminate.
@@ -191,7 +139,7 @@ private:
     void runsAgain(Host &host)
     {
         host.manager.setLocalKivoModelFile(fastModel);
-        host.editOptions(plainRun);
+        host.editOptions(localRun());
         const int before = host.statuses.size();
         host.run.trigger();
         QTRY_COMPARE_WITH_TIMEOUT(
@@ -294,9 +242,9 @@ private slots:
         Host host;
         QVERIFY(host.interrogate(kivoPath, model));
         if (monitored)
-            host.editOptions(presetOnPort(freePort()));
+            host.editOptions(presetOnAFreePort());
         else
-            host.editOptions(plainRun);
+            host.editOptions(localRun());
         host.run.trigger();
         QCOMPARE(host.names(0), QStringList {"Running"});
 
@@ -344,8 +292,7 @@ private slots:
         ModalAnswerer boxes;
         Host host;
         QVERIFY(host.interrogate(kivoPath, longModel));
-        const quint16 port = freePort();
-        host.editOptions(presetOnPort(port));
+        host.editOptions(presetOnAFreePort());
         host.run.trigger();
         QVERIFY(killTheOnlyChild());
         QTRY_COMPARE_WITH_TIMEOUT(
@@ -377,16 +324,10 @@ private slots:
         ModalAnswerer boxes;
         Host host;
         QVERIFY(host.interrogate(kivoPath, longModel));
-        const quint16 port = freePort();
-        host.editOptions([port](QWidget *dialog) {
-            plainRun(dialog);
-            setChecked(dialog, "localChk", true);
-            setText(dialog, "localPortLed", QString::number(port));
-            setChecked(dialog, "noserverChk", false);
-            setChecked(dialog, "serverChk", true);
-        });
+        host.editOptions(localRun(true, true));
         host.run.trigger();
-        host.connectThroughDialog(port);
+        QTRY_VERIFY_WITH_TIMEOUT(listeningPort(host.log), 15000);
+        host.connectThroughDialog(listeningPort(host.log));
         QVERIFY(host.manager.isRemote());
         // After the run's own Running, the server's.
         QTRY_VERIFY_WITH_TIMEOUT(host.names(1).contains("Running"), 30000);
@@ -430,6 +371,8 @@ private slots:
             << "close" << QStringList {"Unknown (null)"} << QString();
         QTest::newRow("the final status, then a clean close: that status without a box")
             << "canceled+close" << QStringList {"Canceled", "Canceled (null)"} << QString();
+        QTest::newRow("terminate, then a clean close without a status: Aborted")
+            << "terminate+close" << QStringList {"Aborted (null)"} << QString();
     }
 
     void monitoredServerBreaksOff()
@@ -447,6 +390,8 @@ private slots:
 
         if (fault.startsWith("half"))
             peer.sendHalfAFrame();
+        if (fault.startsWith("terminate"))
+            host.terminate.trigger();
         if (fault.startsWith("canceled"))
             peer.send(
                 KvCommFrameWriter::status(KvCommStatusCanceled, QDateTime::currentDateTime()));
@@ -518,7 +463,12 @@ private slots:
         QFETCH(QString, message);
         ModalAnswerer boxes;
         Host host;
-        const quint16 deadPort = freePort(); // nothing listens there any more
+        quint16 deadPort = 0; // a port the system handed out, where nothing listens any more
+        {
+            QTcpServer closed;
+            closed.listen(QHostAddress::LocalHost, 0);
+            deadPort = closed.serverPort();
+        }
         HealthyServer healthy;
         bool failedFirst = false;
         QString enabledMeanwhile;
@@ -555,31 +505,6 @@ private slots:
         QTRY_VERIFY(!host.manager.isRemote());
         QCOMPARE(host.names(1, true), QStringList {"Disconnected (null)"});
         QCOMPARE(host.enabled(), QString("----m--"));
-    }
-
-    // The dialog creates the client, so the manager's connections have the
-    // library's fixed liveness limit: dead after 20 s of silence, noticed at
-    // the next heartbeat, every 5 s.
-    void silentServerIsDeclaredLostAfterItsHeartbeatLimit()
-    {
-        ModalAnswerer boxes;
-        FaultPeer peer;
-        Host host;
-        host.connectThroughDialog(peer.port());
-        QVERIFY(host.manager.isRemote());
-
-        QTRY_VERIFY_WITH_TIMEOUT(!host.manager.isRemote(), 60000);
-        QCOMPARE(host.names(1, true), QStringList {"Unknown (null)"});
-        QCOMPARE(boxes.count(), 1);
-        QCOMPARE(boxes.last().title, QString("Communication error..."));
-        const QRegularExpression pattern(
-            QString("^No data from localhost:%1 for 2\\d(\\.\\d+)? s: the connection is "
-                    "considered lost\\nThe server will be disconnected$")
-                .arg(peer.port()));
-        QVERIFY2(pattern.match(boxes.last().text).hasMatch(), qPrintable(boxes.last().text));
-        QCOMPARE(host.enabled(), QString("----m--"));
-
-        monitorsAHealthyServerAgain(host);
     }
 };
 

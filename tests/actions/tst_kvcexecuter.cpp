@@ -68,44 +68,23 @@ private slots:
             = "Unexpected version string while initializing Kivo environment.";
         const QString noConfig
             = "Error locating the default configuration file for the Kivo executable.";
-
-        QTest::newRow("comma and parenthesis are cut") << "ok"
-                                                       << "" << true << ""
-                                                       << "2.0.1"
-                                                       << "1234" << okLines;
-        QTest::newRow("carriage returns stay in the lines")
-            << "crlf"
-            << "" << true << ""
-            << "2.0.1"
-            << "1234"
-            << QStringList {"Kivo 3.1 (Version: 2.0.1, Revision: 1234)\r", "Built today\r", ""};
-        QTest::newRow("no output is one empty line") << "empty"
-                                                     << "" << true << unexpectedReturn << ""
-                                                     << "" << QStringList {""};
-        QTest::newRow("first line must start with Kivo")
-            << "nokivo"
-            << "" << true << unexpectedReturn << ""
-            << "" << QStringList {"Simulator 3.1 (Version: 2.0.1, Revision: 1234)", ""};
-        QTest::newRow("version and revision are both needed")
-            << "noversion"
-            << "" << true << unexpectedVersion << ""
-            << "" << QStringList {"Kivo 3.1 (Revision: 1234)", ""};
-        QTest::newRow("release folder looks one level up") << "ok"
-                                                           << "release" << true << ""
-                                                           << "2.0.1"
-                                                           << "1234" << okLines;
-        QTest::newRow("debug folder looks one level up") << "ok"
-                                                         << "debug" << true << ""
-                                                         << "2.0.1"
-                                                         << "1234" << okLines;
-        QTest::newRow("Release in upper case is not stripped")
-            << "ok"
-            << "Release" << true << noConfig << "2.0.1"
-            << "1234" << okLines;
-        QTest::newRow("missing configuration keeps the parsed values")
-            << "ok"
-            << "" << false << noConfig << "2.0.1"
-            << "1234" << okLines;
+        const auto row = [](const char *name, const char *mode, const char *subdir, bool withConfig,
+                             const QString &error, const QStringList &lines, bool parsed = true) {
+            QTest::newRow(name) << mode << subdir << withConfig << error << (parsed ? "2.0.1" : "")
+                                << (parsed ? "1234" : "") << lines;
+        };
+        row("comma and parenthesis are cut", "ok", "", true, "", okLines);
+        row("carriage returns stay in the lines", "crlf", "", true, "",
+            {"Kivo 3.1 (Version: 2.0.1, Revision: 1234)\r", "Built today\r", ""});
+        row("no output is one empty line", "empty", "", true, unexpectedReturn, {""}, false);
+        row("first line must start with Kivo", "nokivo", "", true, unexpectedReturn,
+            {"Simulator 3.1 (Version: 2.0.1, Revision: 1234)", ""}, false);
+        row("version and revision are both needed", "noversion", "", true, unexpectedVersion,
+            {"Kivo 3.1 (Revision: 1234)", ""}, false);
+        row("release folder looks one level up", "ok", "release", true, "", okLines);
+        row("debug folder looks one level up", "ok", "debug", true, "", okLines);
+        row("Release in upper case is not stripped", "ok", "Release", true, noConfig, okLines);
+        row("missing configuration keeps the parsed values", "ok", "", false, noConfig, okLines);
     }
 
     void interrogation()
