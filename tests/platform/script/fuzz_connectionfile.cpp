@@ -42,14 +42,14 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     std::fclose(f);
 
     // Same sequence as the dialog: fresh environment, three reads that pop.
-    AutoLuaEnv env(255);
+    AutoLuaEnv env(LuaEnv::AllLibraries);
     QString error;
     if (!env.runScript(fileName, QString(), error)) {
         if (error.isEmpty())
             std::abort(); // a failure must always say why
         return 0;
     }
-    const auto option = static_cast<LuaEnv::StackOption>(2);
+    const auto option = LuaEnv::PopFromStack;
     const QString ip = env.getGlobal("ip", option).toString();
     const unsigned int port = env.getGlobal("port", option).toUInt();
     const QVariant addressesValue = env.getGlobal("addresses", option);
