@@ -187,56 +187,48 @@ private slots:
     {
         QTest::addColumn<QByteArray>("script");
         QTest::addColumn<QString>("errorPart");
+        auto row = [](const char *name, const QByteArray &script, const char *errorPart) {
+            QTest::newRow(name) << script << QString::fromLatin1(errorPart);
+        };
+        const char *const time = "script ran longer than 1 s";
+        const char *const memory = "script exceeded 16 MiB of memory";
+        const QByteArray hugeLength = "setmetatable({}, {__len = function() return 1 << 53 end})";
 
-        QTest::newRow("endless loop")
-            << QByteArray("while true do end") << "script ran longer than 1 s";
-        QTest::newRow("endless loop that catches errors")
-            << QByteArray("while true do pcall(function() while true do end end) end")
-            << "script ran longer than 1 s";
-        QTest::newRow("endless tail recursion")
-            << QByteArray("local function f() return f() end f()") << "script ran longer than 1 s";
-        QTest::newRow("memory bomb by doubling")
-            << QByteArray("local s = 'x' while true do s = s .. s end")
-            << "script exceeded 16 MiB of memory";
-        QTest::newRow("memory bomb by table")
-            << QByteArray("local t = {} local i = 0 while true do i = i + 1 t[i] = {i} end")
-            << "script exceeded 16 MiB of memory";
+        row("endless loop", "while true do end", time);
+        row("endless loop that catches errors",
+            "while true do pcall(function() while true do end end) end", time);
+        row("endless tail recursion", "local function f() return f() end f()", time);
+        row("memory bomb by doubling", "local s = 'x' while true do s = s .. s end", memory);
+        row("memory bomb by table",
+            "local t = {} local i = 0 while true do i = i + 1 t[i] = {i} end", memory);
         // Each block small, so only the running total can reach the limit.
-        QTest::newRow("memory bomb of small blocks")
-            << QByteArray("local list while true do list = {next = list} end")
-            << "script exceeded 16 MiB of memory";
-        QTest::newRow("one huge allocation") << QByteArray("local s = string.rep('x', 1 << 30)")
-                                             << "script exceeded 16 MiB of memory";
-        QTest::newRow("os.execute")
-            << QByteArray("os.execute('touch /tmp/pwned')") << "global 'os'";
-        QTest::newRow("io.open") << QByteArray("io.open('/etc/passwd')") << "global 'io'";
-        QTest::newRow("require") << QByteArray("require('os')") << "global 'require'";
-        QTest::newRow("load") << QByteArray("load('\\27Lua')()") << "global 'load'";
-        QTest::newRow("dofile") << QByteArray("dofile('/etc/passwd')") << "global 'dofile'";
-        QTest::newRow("debug library") << QByteArray("debug.sethook()") << "global 'debug'";
-        QTest::newRow("string patterns") << QByteArray("string.find('a', 'a')") << "field 'find'";
-        QTest::newRow("string.dump") << QByteArray("string.dump(print)") << "field 'dump'";
-        QTest::newRow("binary chunk")
-            << QByteArray("\x1bLuaT\x00\x19\x93\r\n\x1a\n", 12) << "binary chunks are not accepted";
-        QTest::newRow("syntax error") << QByteArray("port = = 5") << "syntax error";
-        QTest::newRow("runtime error names the line")
-            << QByteArray("\n\nerror('boom')") << ":3: boom";
-        QTest::newRow("table.move over a range no table can hold")
-            << QByteArray("table.move({}, 1, 1 << 53, 1)") << "range too large";
-        QTest::newRow("table.move from a negative index")
-            << QByteArray("table.move({}, math.mininteger, -1, 1)") << "range too large";
-        QTest::newRow("table.move repeated until the time is up") << QByteArray(
-            "while true do table.move({}, 1, 1000000, 2) end") << "script ran longer than 1 s";
-        QTest::newRow("table.remove under a huge __len") << QByteArray(
-            "table.remove(setmetatable({}, {__len = function() return 1 << 53 end}), 1)")
-                                                         << "table too long to shift";
-        QTest::newRow("table.insert under a huge __len") << QByteArray(
-            "table.insert(setmetatable({}, {__len = function() return 1 << 53 end}), 1, 0)")
-                                                         << "table too long to shift";
-        QTest::newRow("empty error text is replaced")
-            << QByteArray("error('', 0)") << "script raised an empty error";
-        QTest::newRow("error value that is not text")
-            << QByteArray("error({})") << "not a text (a table value)";
+        row("memory bomb of small blocks", "local list while true do list = {next = list} end",
+            memory);
+        row("one huge allocation", "local s = string.rep('x', 1 << 30)", memory);
+        row("os.execute", "os.execute('touch /tmp/pwned')", "global 'os'");
+        row("io.open", "io.open('/etc/passwd')", "global 'io'");
+        row("require", "require('os')", "global 'require'");
+        row("load", "load('\\27Lua')()", "global 'load'");
+        row("dofile", "dofile('/etc/passwd')", "global 'dofile'");
+        row("debug library", "debug.sethook()", "global 'debug'");
+        row("string patterns", "string.find('a', 'a')", "field 'find'");
+        row("string.dump", "string.dump(print)", "field 'dump'");
+        row("binary chunk", QByteArray("\x1bLuaT\x00\x19\x93\r\n\x1a\n", 12),
+            "binary chunks are not accepted");
+        row("syntax error", "port = = 5", "syntax error");
+        row("runtime error names the line", "\n\nerror('boom')", ":3: boom");
+        row("table.move over a range no table can hold", "table.move({}, 1, 1 << 53, 1)",
+            "range too large");
+        row("table.move from a negative index", "table.move({}, math.mininteger, -1, 1)",
+            "range too large");
+        row("table.move repeated until the time is up",
+            "while true do table.move({}, 1, 1000000, 2) end", time);
+        row("table.remove under a huge __len", "table.remove(" + hugeLength + ", 1)",
+            "table too long to shift");
+        row("table.insert under a huge __len", "table.insert(" + hugeLength + ", 1, 0)",
+            "table too long to shift");
+        row("empty error text is replaced", "error('', 0)", "script raised an empty error");
+        row("error value that is not text", "error({})", "not a text (a table value)");
     }
 
     void hostileScripts()
