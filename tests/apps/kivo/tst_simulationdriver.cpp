@@ -10,7 +10,6 @@
 #include <QtTest>
 
 #include <functional>
-#include <mutex>
 
 namespace {
 
@@ -27,10 +26,10 @@ QByteArray rod(int endTime)
           "PropertySet{ conductivity = 1, density = 1, heatCapacity = 1 }\n";
 }
 
+// The driver runs on the test's own thread here, so the sink needs no lock.
 class RecordingSink : public MonitorSink
 {
 public:
-    std::mutex mutex;
     QStringList events; // one word per call, in call order
     QVector<Status> statuses;
     SimulationInfo info;
@@ -49,27 +48,23 @@ public:
     void setControl(SimulationControl *c) override { control = c; }
     bool waitForClient(int timeoutMs) override
     {
-        std::lock_guard<std::mutex> lock(mutex);
         events << QStringLiteral("wait");
         waitedFor = timeoutMs;
         return true;
     }
     void statusChanged(Status status, const QDateTime &when) override
     {
-        std::lock_guard<std::mutex> lock(mutex);
         events << QStringLiteral("status%1").arg(int(status));
         statuses << status;
         QVERIFY(when.isValid());
     }
     void simulationInfo(const SimulationInfo &i) override
     {
-        std::lock_guard<std::mutex> lock(mutex);
         events << QStringLiteral("info");
         info = i;
     }
     void ruleInfo(const QVector<RuleInfo> &r, const QVector<TrackedValueInfo> &v) override
     {
-        std::lock_guard<std::mutex> lock(mutex);
         events << QStringLiteral("rules");
         rules = r;
         values = v;
@@ -78,7 +73,6 @@ public:
     }
     void indexData(int ruleId, int indexType, const QStringList &labels) override
     {
-        std::lock_guard<std::mutex> lock(mutex);
         events << QStringLiteral("index");
         labelsByRule.insert(ruleId, labels);
         indexTypeByRule.insert(ruleId, indexType);
@@ -86,7 +80,6 @@ public:
     void samples(const QVector<Sample> &batch, qint64 ms) override
     {
         {
-            std::lock_guard<std::mutex> lock(mutex);
             if (events.isEmpty() || events.last() != QLatin1String("samples"))
                 events << QStringLiteral("samples");
             batches << batch;
@@ -95,11 +88,7 @@ public:
         if (onBatch)
             onBatch(*this);
     }
-    void logMessage(int level, const QString &text) override
-    {
-        std::lock_guard<std::mutex> lock(mutex);
-        logs << qMakePair(level, text);
-    }
+    void logMessage(int level, const QString &text) override { logs << qMakePair(level, text); }
 };
 
 } // namespace
