@@ -2,10 +2,13 @@
 // compiled by the build, and in step with the texts of the code.
 #include "kvcactionmanager.h"
 #include "kvcoptions.h"
+#include "studiowindow.h"
 
 #include <QFile>
 #include <QFileInfo>
 #include <QHash>
+#include <QMenu>
+#include <QMenuBar>
 #include <QProcess>
 #include <QRegularExpression>
 #include <QSet>
@@ -283,60 +286,24 @@ void tst_Translations::libraryTextsGoThroughTheTranslator()
 
 void tst_Translations::studioMenuAcceleratorsStayUnique()
 {
-    // The menus as the form builds them: each menu's entries, and the menu bar.
-    QFile form(QStringLiteral(KVC_SOURCE_DIR "/apps/kivo-studio/studiowindow.ui"));
-    QVERIFY2(form.open(QIODevice::ReadOnly), qPrintable(form.errorString()));
-    QXmlStreamReader xml(&form);
-    QHash<QString, QString> texts; // action or menu name -> its text
-    QHash<QString, QStringList> entries; // menu name (or "menubar") -> its entries
-    QStringList owners; // the QMenu/QMenuBar widgets we are inside
-    QString current; // the action or menu whose text the next <string> is
-    bool inText = false;
-    while (!xml.atEnd()) {
-        xml.readNext();
-        if (xml.isStartElement()) {
-            const QString cls = xml.attributes().value(QLatin1String("class")).toString();
-            const QString name = xml.attributes().value(QLatin1String("name")).toString();
-            if (xml.name() == QLatin1String("widget")) {
-                owners << (cls == QLatin1String("QMenu") || cls == QLatin1String("QMenuBar")
-                        ? name
-                        : QString());
-                current = name;
-            } else if (xml.name() == QLatin1String("action")) {
-                current = name;
-            } else if (xml.name() == QLatin1String("addaction") && !owners.isEmpty()
-                && !owners.last().isEmpty() && name != QLatin1String("separator")) {
-                entries[owners.last()] << name;
-            } else if (xml.name() == QLatin1String("property")) {
-                inText = name == QLatin1String("text") || name == QLatin1String("title");
-            } else if (xml.name() == QLatin1String("string") && inText) {
-                texts.insert(current, xml.readElementText());
-                inText = false;
-            }
-        } else if (xml.isEndElement() && xml.name() == QLatin1String("widget")) {
-            owners.removeLast();
-        }
-    }
-    QVERIFY2(!xml.hasError(), qPrintable(xml.errorString()));
-    QVERIFY2(entries.size() >= 3, "the menu bar and its menus were not found in the form");
-
+    // The menus as the window builds them, in German: the menu bar's titles
+    // and each menu's entries.
+    StudioWindow window;
+    QList<QWidget *> menus {window.menuBar()};
+    for (QMenu *menu : window.menuBar()->findChildren<QMenu *>())
+        menus << menu;
+    QVERIFY2(menus.size() >= 3, "the menu bar and its menus were not found");
     QStringList faults;
-    for (auto it = entries.cbegin(); it != entries.cend(); ++it) {
+    for (const QWidget *menu : qAsConst(menus)) {
         QHash<QChar, QString> taken;
-        for (const QString &entry : it.value()) {
-            if (texts.value(entry).isEmpty()) {
-                faults << QStringLiteral("%1: no text found for %2").arg(it.key(), entry);
-                continue;
-            }
-            const QString text = QCoreApplication::translate(
-                "StudioWindow", texts.value(entry).toUtf8().constData());
-            const QChar key = accelerator(text);
+        for (const QAction *action : menu->actions()) {
+            const QChar key = accelerator(action->text());
             if (key.isNull())
                 continue;
             if (taken.contains(key))
                 faults << QStringLiteral("%1: \"%2\" and \"%3\" share &%4")
-                              .arg(it.key(), taken.value(key), text, key);
-            taken.insert(key, text);
+                              .arg(menu->objectName(), taken.value(key), action->text(), key);
+            taken.insert(key, action->text());
         }
     }
     QVERIFY2(faults.isEmpty(), qPrintable(faults.join(QLatin1Char('\n'))));
@@ -389,5 +356,5 @@ void tst_Translations::tsFilesHoldEveryTextOfTheSources()
             + stale.join(QStringLiteral("\n  "))));
 }
 
-QTEST_GUILESS_MAIN(tst_Translations)
+QTEST_MAIN(tst_Translations)
 #include "tst_translations.moc"
