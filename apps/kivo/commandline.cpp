@@ -1,6 +1,6 @@
 #include "commandline.h"
 
-#include <QHash>
+#include <climits>
 
 namespace {
 
@@ -27,84 +27,124 @@ bool CommandLine::parse(const QStringList &args, QString &error)
         action = PrintHelp;
         return true;
     }
-
-    const QHash<QString, QString *> textSwitches {
-        {"-c", &configFile},
-        {"-u", &userParams},
-        {"-r", &logFile},
-        {"-l", &logPath},
-        {"-i", &inputPath},
-        {"-o", &outputPath},
-        {"-s", &connectFile},
-    };
-    const QHash<QString, bool *> flags {
-        {"-monitor", &monitor},
-        {"-nomonitor", &nomonitor},
-        {"-quiet", &quiet},
-        {"-verbose", &verbose},
-        {"-memory", &memory},
-        {"-nomemory", &nomemory},
-        {"-time", &time},
-        {"-notime", &notime},
-        {"-server", &server},
-        {"-noserver", &noserver},
-        {"-noconsole", &noconsole},
-        {"-regression", &regression},
-    };
-
     QStringList positional;
     for (int i = 0; i < args.size(); ++i) {
-        const QString &arg = args.at(i);
-        const bool hasNext = i + 1 < args.size();
-        if (textSwitches.contains(arg)) {
-            if (!hasNext) {
-                error = QStringLiteral("Missing value after %1.").arg(arg);
-                return false;
-            }
-            *textSwitches.value(arg) = args.at(++i);
-            if (arg == QLatin1String("-u"))
-                userParamsGiven = true;
-        } else if (flags.contains(arg)) {
-            *flags.value(arg) = true;
-        } else if (arg == QLatin1String("-local")) {
-            local = true;
-            // The port is optional: only a number that follows is taken as one.
-            if (hasNext && isUnsigned(args.at(i + 1))) {
-                bool ok = false;
-                const uint port = args.at(++i).toUInt(&ok);
-                if (!ok || port > 65535) {
-                    error
-                        = QStringLiteral("Bad port number '%1' after -local: expected 0 to 65535.")
-                              .arg(args.at(i));
-                    return false;
-                }
-                localPort = int(port);
-            }
-        } else if (arg == QLatin1String("-wait")) {
-            if (!hasNext) {
-                error = QStringLiteral("Missing value after -wait.");
-                return false;
-            }
-            bool ok = false;
-            const QString &value = args.at(++i);
-            const uint ms = isUnsigned(value) ? value.toUInt(&ok) : 0;
-            if (!ok || ms > uint(INT_MAX)) {
-                error = QStringLiteral("Bad number '%1' after -wait: expected milliseconds (0 = "
-                                       "no limit).")
-                            .arg(value);
-                return false;
-            }
-            wait = int(ms);
-        } else if (arg.startsWith(QLatin1Char('-')) && arg.size() > 1) {
-            error = QStringLiteral("Unknown switch '%1'. Try kivo -help.").arg(arg);
+        if (!parseArgument(args, i, positional, error))
             return false;
-        } else {
-            positional << arg;
-        }
     }
+    return checkContradictions(error) && takeModelFile(positional, error);
+}
 
-    if (!checkContradictions(error))
+QString *CommandLine::textField(const QString &name)
+{
+    static const struct {
+        const char *name;
+        QString CommandLine::*field;
+    } switches[] = {
+        {"-c", &CommandLine::configFile},
+        {"-u", &CommandLine::userParams},
+        {"-r", &CommandLine::logFile},
+        {"-l", &CommandLine::logPath},
+        {"-i", &CommandLine::inputPath},
+        {"-o", &CommandLine::outputPath},
+        {"-s", &CommandLine::connectFile},
+    };
+    for (const auto &s : switches)
+        if (name == QLatin1String(s.name))
+            return &(this->*s.field);
+    return nullptr;
+}
+
+bool *CommandLine::flagField(const QString &name)
+{
+    static const struct {
+        const char *name;
+        bool CommandLine::*field;
+    } switches[] = {
+        {"-monitor", &CommandLine::monitor},
+        {"-nomonitor", &CommandLine::nomonitor},
+        {"-quiet", &CommandLine::quiet},
+        {"-verbose", &CommandLine::verbose},
+        {"-memory", &CommandLine::memory},
+        {"-nomemory", &CommandLine::nomemory},
+        {"-time", &CommandLine::time},
+        {"-notime", &CommandLine::notime},
+        {"-server", &CommandLine::server},
+        {"-noserver", &CommandLine::noserver},
+        {"-noconsole", &CommandLine::noconsole},
+        {"-regression", &CommandLine::regression},
+    };
+    for (const auto &s : switches)
+        if (name == QLatin1String(s.name))
+            return &(this->*s.field);
+    return nullptr;
+}
+
+// Takes args[i] and, for a switch with a value, the value too (i moves on).
+bool CommandLine::parseArgument(
+    const QStringList &args, int &i, QStringList &positional, QString &error)
+{
+    const QString &arg = args.at(i);
+    if (QString *text = textField(arg)) {
+        if (i + 1 >= args.size()) {
+            error = QStringLiteral("Missing value after %1.").arg(arg);
+            return false;
+        }
+        *text = args.at(++i);
+        userParamsGiven = userParamsGiven || arg == QLatin1String("-u");
+    } else if (bool *flag = flagField(arg)) {
+        *flag = true;
+    } else if (arg == QLatin1String("-local")) {
+        return parseLocal(args, i, error);
+    } else if (arg == QLatin1String("-wait")) {
+        return parseWait(args, i, error);
+    } else if (arg.startsWith(QLatin1Char('-')) && arg.size() > 1) {
+        error = QStringLiteral("Unknown switch '%1'. Try kivo -help.").arg(arg);
         return false;
+    } else {
+        positional << arg;
+    }
+    return true;
+}
+
+// The port is optional: only a number that follows is taken as one.
+bool CommandLine::parseLocal(const QStringList &args, int &i, QString &error)
+{
+    local = true;
+    if (i + 1 >= args.size() || !isUnsigned(args.at(i + 1)))
+        return true;
+    bool ok = false;
+    const uint port = args.at(++i).toUInt(&ok);
+    if (!ok || port > 65535) {
+        error = QStringLiteral("Bad port number '%1' after -local: expected 0 to 65535.")
+                    .arg(args.at(i));
+        return false;
+    }
+    localPort = int(port);
+    return true;
+}
+
+bool CommandLine::parseWait(const QStringList &args, int &i, QString &error)
+{
+    if (i + 1 >= args.size()) {
+        error = QStringLiteral("Missing value after -wait.");
+        return false;
+    }
+    bool ok = false;
+    const QString &value = args.at(++i);
+    const uint ms = isUnsigned(value) ? value.toUInt(&ok) : 0;
+    if (!ok || ms > uint(INT_MAX)) {
+        error = QStringLiteral("Bad number '%1' after -wait: expected milliseconds (0 = "
+                               "no limit).")
+                    .arg(value);
+        return false;
+    }
+    wait = int(ms);
+    return true;
+}
+
+bool CommandLine::takeModelFile(const QStringList &positional, QString &error)
+{
     if (positional.size() > 1) {
         error = QStringLiteral("Only one model file may be given, got: %1.")
                     .arg(positional.join(QStringLiteral(", ")));

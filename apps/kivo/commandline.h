@@ -41,5 +41,11 @@ public:
     QString modelFile;
 
 private:
+    QString *textField(const QString &name);
+    bool *flagField(const QString &name);
+    bool parseArgument(const QStringList &args, int &i, QStringList &positional, QString &error);
+    bool parseLocal(const QStringList &args, int &i, QString &error);
+    bool parseWait(const QStringList &args, int &i, QString &error);
     bool checkContradictions(QString &error) const;
+    bool takeModelFile(const QStringList &positional, QString &error);
 };

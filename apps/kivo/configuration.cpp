@@ -1,6 +1,6 @@
 #include "configuration.h"
 
-#include "luasandbox.h"
+#include "simulatorluastate.h"
 
 #include <QCoreApplication>
 #include <QFileInfo>
@@ -46,7 +46,7 @@ bool Configuration::load(const QString &file, bool required, QString &error)
         error = QStringLiteral("Configuration file %1 does not exist.").arg(file);
         return false;
     }
-    LuaSandbox lua(std::size_t(64) << 20);
+    SimulatorLuaState lua(std::size_t(64) << 20);
     QString luaError;
     if (!lua.runFile(file, luaError)) {
         error = QStringLiteral("Error in configuration file: %1").arg(luaError);

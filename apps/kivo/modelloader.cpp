@@ -68,7 +68,7 @@ public:
             lua_pop(L, 1);
             if (lua_type(L, -1) == LUA_TNUMBER)
                 continue; // positional entries are read by the caller
-            const QString key = LuaSandbox::describe(L, -1);
+            const QString key = SimulatorLuaState::describe(L, -1);
             if (!names.contains(key)) {
                 lua_pop(L, 1);
                 return fail(QStringLiteral("unknown field '%1' (known: %2)")
@@ -87,7 +87,7 @@ public:
             out = lua_tonumber(L, -1);
         else if (t != LUA_TNIL || required)
             ok = fail(QStringLiteral("%1 must be a number, not %2")
-                          .arg(QLatin1String(key), LuaSandbox::describe(L, -1)));
+                          .arg(QLatin1String(key), SimulatorLuaState::describe(L, -1)));
         lua_pop(L, 1);
         if (ok && !std::isfinite(out))
             ok = fail(QStringLiteral("%1 must be a finite number").arg(QLatin1String(key)));
@@ -127,7 +127,7 @@ public:
             out = QString::fromUtf8(lua_tostring(L, -1));
         else if (t != LUA_TNIL || required)
             ok = fail(QStringLiteral("%1 must be a text, not %2")
-                          .arg(QLatin1String(key), LuaSandbox::describe(L, -1)));
+                          .arg(QLatin1String(key), SimulatorLuaState::describe(L, -1)));
         lua_pop(L, 1);
         return ok;
     }
@@ -401,7 +401,7 @@ void readSaveRule(Fields &f, Model &m, const ModelLoader &loader)
 } // namespace
 
 ModelLoader::ModelLoader(std::size_t memoryLimitBytes)
-    : sandbox(std::make_unique<LuaSandbox>(memoryLimitBytes))
+    : luaState(std::make_unique<SimulatorLuaState>(memoryLimitBytes))
 { }
 
 QString ModelLoader::expand(const QString &text) const
@@ -415,7 +415,7 @@ QString ModelLoader::expand(const QString &text) const
 
 void ModelLoader::installConstructors(const QString &userParams)
 {
-    lua_State *L = sandbox->state();
+    lua_State *L = luaState->state();
     lua_newtable(L);
     lua_setfield(L, LUA_REGISTRYINDEX, declarationsKey);
     for (const char *kind : {"Simulation", "Mesh", "StateVar", "PropertySet", "BoundaryCondition",
@@ -475,14 +475,14 @@ bool ModelLoader::load(
         return false;
     }
     installConstructors(userParams);
-    if (!sandbox->runFile(file, error))
+    if (!luaState->runFile(file, error))
         return false;
     return readDeclarations(error);
 }
 
 bool ModelLoader::readDeclarations(QString &error)
 {
-    lua_State *L = sandbox->state();
+    lua_State *L = luaState->state();
     lua_getfield(L, LUA_REGISTRYINDEX, declarationsKey);
     const int count = int(luaL_len(L, -1));
     QSet<QString> seen;
@@ -583,17 +583,17 @@ bool ModelLoader::readDeclarations(QString &error)
 
 bool ModelLoader::callNumber(int ref, const QVector<double> &args, double &result, QString &error)
 {
-    lua_State *L = sandbox->state();
+    lua_State *L = luaState->state();
     lua_rawgeti(L, LUA_REGISTRYINDEX, ref);
     for (double a : args)
         lua_pushnumber(L, a);
-    if (!sandbox->call(int(args.size()), 1, error))
+    if (!luaState->call(int(args.size()), 1, error))
         return false;
     int isNum = 0;
     result = lua_tonumberx(L, -1, &isNum);
     if (!isNum)
         error = QStringLiteral("a model function returned %1 instead of a number")
-                    .arg(LuaSandbox::describe(L, -1));
+                    .arg(SimulatorLuaState::describe(L, -1));
     lua_pop(L, 1);
     return isNum;
 }
@@ -602,7 +602,7 @@ bool ModelLoader::runScript(const Model::Script &script, double time, int step,
     const std::vector<double> &values, const std::vector<double> &x,
     QHash<QString, QVector<double>> &results, QString &error)
 {
-    lua_State *L = sandbox->state();
+    lua_State *L = luaState->state();
     lua_rawgeti(L, LUA_REGISTRYINDEX, script.funcRef);
     lua_createtable(L, 0, 5);
     lua_pushnumber(L, time);
@@ -621,14 +621,14 @@ bool ModelLoader::runScript(const Model::Script &script, double time, int step,
     pushArray(values, "values");
     pushArray(x, "x");
     const QString where = QStringLiteral("ProcessScript at line %1: ").arg(script.line);
-    if (!sandbox->call(1, 1, error)) {
+    if (!luaState->call(1, 1, error)) {
         error = where + error;
         return false;
     }
     if (lua_istable(L, -1)) {
         lua_pushnil(L);
         while (lua_next(L, -2)) {
-            const QString name = LuaSandbox::describe(L, -2);
+            const QString name = SimulatorLuaState::describe(L, -2);
             QVector<double> v;
             if (lua_isnumber(L, -1)) {
                 v << lua_tonumber(L, -1);
@@ -642,7 +642,7 @@ bool ModelLoader::runScript(const Model::Script &script, double time, int step,
             } else {
                 error = where
                     + QStringLiteral("value '%1' is %2, not a number or a list")
-                          .arg(name, LuaSandbox::describe(L, -1));
+                          .arg(name, SimulatorLuaState::describe(L, -1));
                 lua_pop(L, 3);
                 return false;
             }
@@ -652,7 +652,7 @@ bool ModelLoader::runScript(const Model::Script &script, double time, int step,
     } else if (!lua_isnil(L, -1)) {
         error = where
             + QStringLiteral("must return a table of values or nothing, not %1")
-                  .arg(LuaSandbox::describe(L, -1));
+                  .arg(SimulatorLuaState::describe(L, -1));
         lua_pop(L, 1);
         return false;
     }

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "luasandbox.h"
 #include "model.h"
+#include "simulatorluastate.h"
 
 #include <QHash>
 #include <QVector>
@@ -23,7 +23,7 @@ public:
 
     explicit ModelLoader(std::size_t memoryLimitBytes);
 
-    LuaSandbox &lua() { return *sandbox; }
+    SimulatorLuaState &lua() { return *luaState; }
     const Model &model() const { return m; }
 
     // error names the file, line and declaration at fault.
@@ -42,7 +42,7 @@ private:
     void installConstructors(const QString &userParams);
     bool readDeclarations(QString &error);
 
-    std::unique_ptr<LuaSandbox> sandbox;
+    std::unique_ptr<SimulatorLuaState> luaState;
     Paths paths;
     Model m;
 };

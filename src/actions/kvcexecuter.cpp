@@ -217,20 +217,25 @@ void KvcExecuter::parseVersionOutput()
         finishAsyncOp(false, tr("Unexpected return string while initializing Kivo environment."));
         return;
     }
-    const int versionAt = first.indexOf(QLatin1String("Version:"));
-    const int revisionAt = first.indexOf(QLatin1String("Revision:"));
+    const QLatin1String versionKey("Version:");
+    const QLatin1String revisionKey("Revision:");
+    const int versionAt = first.indexOf(versionKey);
+    const int revisionAt = first.indexOf(revisionKey);
     if (versionAt < 0 || revisionAt < 0) {
         finishAsyncOp(false, tr("Unexpected version string while initializing Kivo environment."));
         return;
     }
-    const int versionStart = versionAt + 8;
+    const int versionStart = versionAt + versionKey.size();
     versionString = trimmedWithoutLast(first.mid(versionStart, qMax(0, revisionAt - versionStart)));
-    revisionString = trimmedWithoutLast(first.mid(revisionAt + 9));
+    revisionString = trimmedWithoutLast(first.mid(revisionAt + revisionKey.size()));
 
     QString configDir = QFileInfo(exePath).path();
-    if (configDir.endsWith(QLatin1String("/debug"))
-        || configDir.endsWith(QLatin1String("/release")))
-        configDir.chop(configDir.endsWith(QLatin1Char('g')) ? 6 : 8);
+    for (const QLatin1String buildDir : {QLatin1String("/debug"), QLatin1String("/release")}) {
+        if (configDir.endsWith(buildDir)) {
+            configDir.chop(buildDir.size());
+            break;
+        }
+    }
     defConfigFile = configDir + QLatin1String("/config/defaultConfig.lua");
 
     if (QFileInfo::exists(defConfigFile)) {

@@ -232,14 +232,14 @@ void KvcMonitorDlg::openConnectionFileRequested()
         return;
 
     // A fresh sandbox per file: nothing one file sets can leak into the next.
-    AutoLuaEnv env(255);
+    AutoLuaEnv env(LuaEnv::AllLibraries);
     QString error;
     if (!env.runScript(fileName, QString(), error)) {
         QtMessageBox::critical(this, tr("Error..."),
             tr("Error parsing connection file: %1").arg(error), QMessageBox::Ok);
         return;
     }
-    const auto option = static_cast<LuaEnv::StackOption>(2);
+    const auto option = LuaEnv::PopFromStack;
     const QString ip = env.getGlobal("ip", option).toString();
     const unsigned int port = env.getGlobal("port", option).toUInt();
     const QVariant addressesValue = env.getGlobal("addresses", option);

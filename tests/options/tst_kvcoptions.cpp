@@ -112,6 +112,12 @@ private slots:
             << Setup([](KvcOptions &o) { o.quiet = o.time = true; }) << mixed;
         QTest::newRow("verbose with nomemory")
             << Setup([](KvcOptions &o) { o.verbose = o.nomemory = true; }) << mixed;
+        QTest::newRow("quiet with memory")
+            << Setup([](KvcOptions &o) { o.quiet = o.memory = true; }) << mixed;
+        QTest::newRow("quiet with notime")
+            << Setup([](KvcOptions &o) { o.quiet = o.notime = true; }) << mixed;
+        QTest::newRow("verbose with notime")
+            << Setup([](KvcOptions &o) { o.verbose = o.notime = true; }) << mixed;
         QTest::newRow("server pair")
             << Setup([](KvcOptions &o) { o.server = o.noserver = true; }) << server;
         QTest::newRow("monitor with local")

@@ -36,6 +36,8 @@ const QStringList monitorFields {"monitorChk", "nomonitorChk", "localChk", "loca
 
 QLineEdit *led(QWidget &w, const char *name) { return w.findChild<QLineEdit *>(name); }
 QCheckBox *chk(QWidget &w, const char *name) { return w.findChild<QCheckBox *>(name); }
+QLineEdit *led(QWidget &w, const QByteArray &name) { return led(w, name.constData()); }
+QCheckBox *chk(QWidget &w, const QByteArray &name) { return chk(w, name.constData()); }
 
 } // namespace
 
@@ -71,18 +73,14 @@ private slots:
         options.quiet = true;
         KvcOptionsWidget form(&options, QString());
         QVERIFY(chk(form, "autoMonitorChk")->isChecked());
-        QVERIFY(chk(form, "localChk")->isChecked());
-        QVERIFY(chk(form, "noserverChk")->isChecked());
-        QVERIFY(chk(form, "quietChk")->isChecked());
-        QCOMPARE(led(form, "localPortLed")->text(), QString("6174"));
-        QCOMPARE(led(form, "waitLed")->text(), QString("2000"));
         for (const QString &name : monitorFields)
             QVERIFY2(!form.findChild<QWidget *>(name)->isEnabled(), qPrintable(name));
         for (const char *name : {"autoMonitorChk", "quietChk", "regressionChk", "configFileLed",
                  "logBrowseBtn", "label_7"})
             QVERIFY2(form.findChild<QWidget *>(name)->isEnabled(), name);
 
-        KvcOptions before = options;
+        // Shown as it is, the record comes back unchanged.
+        const KvcOptions before = options;
         QString msg;
         QVERIFY(form.checkAndLoad(msg));
         QCOMPARE(dump(options), dump(before));
@@ -104,17 +102,14 @@ private slots:
             QVERIFY2(form.findChild<QWidget *>(name)->isEnabled(), qPrintable(name));
         QCOMPARE(led(form, "localPortLed")->text(), QString("7000"));
 
-        chk(form, "monitorChk")->setChecked(true);
-        chk(form, "serverChk")->setChecked(true);
-        chk(form, "noconsoleChk")->setChecked(true);
-        chk(form, "verboseChk")->setChecked(true);
+        for (const char *name : {"monitorChk", "serverChk", "noconsoleChk", "verboseChk"})
+            chk(form, name)->setChecked(true);
         chk(form, "autoMonitorChk")->setChecked(true);
         QCOMPARE(led(form, "localPortLed")->text(), QString("6174"));
         QCOMPARE(led(form, "waitLed")->text(), QString("2000"));
         QVERIFY(led(form, "connectFileLed")->text().isEmpty());
-        QVERIFY(!chk(form, "monitorChk")->isChecked());
-        QVERIFY(!chk(form, "serverChk")->isChecked());
-        QVERIFY(!chk(form, "noconsoleChk")->isChecked());
+        for (const char *name : {"monitorChk", "serverChk", "noconsoleChk"})
+            QVERIFY2(!chk(form, name)->isChecked(), name);
         QVERIFY(chk(form, "noserverChk")->isChecked());
         QVERIFY(chk(form, "verboseChk")->isChecked()); // not a monitoring field
 
@@ -124,16 +119,22 @@ private slots:
         QVERIFY(led(form, "localPortLed")->isEnabled());
     }
 
+    // The form's own checks, before the record's rules, which it calls.
     void validation_data()
     {
         QTest::addColumn<Edit>("edit");
-        QTest::addColumn<bool>("ok");
-        QTest::addColumn<QString>("message");
+        QTest::addColumn<QString>("message"); // empty: passes
         QTest::addColumn<int>("localPort");
         QTest::addColumn<int>("wait");
 
         auto text = [](const char *name, const char *value) {
             return Edit([=](QWidget &w) { led(w, name)->setText(value); });
+        };
+        auto tick = [](const char *first, const char *second) {
+            return Edit([=](QWidget &w) {
+                chk(w, first)->setChecked(true);
+                chk(w, second)->setChecked(true);
+            });
         };
         auto both = [](Edit a, Edit b) {
             return Edit([=](QWidget &w) {
@@ -141,69 +142,45 @@ private slots:
                 b(w);
             });
         };
-        auto tick = [](const char *name) {
-            return Edit([=](QWidget &w) { chk(w, name)->setChecked(true); });
+        auto row = [](const char *name, Edit edit, const char *message, int port, int wait) {
+            QTest::newRow(name) << edit << QString(message) << port << wait;
         };
+        const char *const badPort = "Invalid local port value";
+        const char *const badWait = "Invalid wait value";
 
-        QTest::newRow("port 0 is refused")
-            << text("localPortLed", "0") << false << "Invalid local port value" << -1 << -1;
-        QTest::newRow("port 65536 is refused")
-            << text("localPortLed", "65536") << false << "Invalid local port value" << -1 << -1;
-        QTest::newRow("port that is not a number is refused")
-            << text("localPortLed", "61x") << false << "Invalid local port value" << -1 << -1;
-        QTest::newRow("port 1 is stored") << text("localPortLed", "1") << true << "" << 1 << -1;
-        QTest::newRow("port 65535 is stored")
-            << text("localPortLed", "65535") << true << "" << 65535 << -1;
-        QTest::newRow("blank port means not set")
-            << text("localPortLed", "   ") << true << "" << -1 << -1;
-        QTest::newRow("wait 0 is stored") << text("waitLed", "0") << true << "" << -1 << 0;
-        QTest::newRow("wait 1000000 is stored")
-            << text("waitLed", "1000000") << true << "" << -1 << 1000000;
-        QTest::newRow("wait 1000001 is refused")
-            << text("waitLed", "1000001") << false << "Invalid wait value" << -1 << -1;
-        QTest::newRow("negative wait is refused")
-            << text("waitLed", "-1") << false << "Invalid wait value" << -1 << -1;
-        QTest::newRow("port is checked before wait")
-            << both(text("localPortLed", "0"), text("waitLed", "-5")) << false
-            << "Invalid local port value" << -1 << -1;
-        QTest::newRow("numbers are checked before the rules")
-            << both(text("waitLed", "2000000"), both(tick("quietChk"), tick("verboseChk"))) << false
-            << "Invalid wait value" << -1 << -1;
-        QTest::newRow("quiet with verbose breaks the first rule")
-            << both(tick("quietChk"), tick("verboseChk")) << false
-            << "-quiet and -verbose options can not be used together." << -1 << -1;
-        QTest::newRow("first broken rule wins")
-            << both(both(tick("quietChk"), tick("timeChk")),
-                   both(tick("serverChk"), tick("noserverChk")))
-            << false
-            << "-memory, -noMemory, -time and -notime options can not be used together with "
-               "-verbose or -quiet."
-            << -1 << -1;
-        QTest::newRow("monitor with local: message ends in two line feeds")
-            << both(tick("monitorChk"), tick("localChk")) << false
-            << "-monitor, -nomonitor and -local options can not be used together.\n\n"
-            << -1 << -1;
+        row("port 0 is refused", text("localPortLed", "0"), badPort, -1, -1);
+        row("port 65536 is refused", text("localPortLed", "65536"), badPort, -1, -1);
+        row("port that is not a number is refused", text("localPortLed", "61x"), badPort, -1, -1);
+        row("port 1 is stored", text("localPortLed", "1"), "", 1, -1);
+        row("port 65535 is stored", text("localPortLed", "65535"), "", 65535, -1);
+        row("blank port means not set", text("localPortLed", "   "), "", -1, -1);
+        row("wait 0 is stored", text("waitLed", "0"), "", -1, 0);
+        row("wait 1000000 is stored", text("waitLed", "1000000"), "", -1, 1000000);
+        row("wait 1000001 is refused", text("waitLed", "1000001"), badWait, -1, -1);
+        row("negative wait is refused", text("waitLed", "-1"), badWait, -1, -1);
+        row("port is checked before wait", both(text("localPortLed", "0"), text("waitLed", "-5")),
+            badPort, -1, -1);
+        row("numbers are checked before the rules",
+            both(text("waitLed", "2000000"), tick("quietChk", "verboseChk")), badWait, -1, -1);
+        row("the record's rules are checked", tick("quietChk", "verboseChk"),
+            "-quiet and -verbose options can not be used together.", -1, -1);
     }
 
     void validation()
     {
         QFETCH(Edit, edit);
-        QFETCH(bool, ok);
         QFETCH(QString, message);
-        QFETCH(int, localPort);
-        QFETCH(int, wait);
-
         KvcOptions options;
         options.userParams = "kept";
         const KvcOptions before = options;
         KvcOptionsWidget form(&options, QString());
         edit(form);
         QString msg = "previous";
-        QCOMPARE(form.checkAndLoad(msg), ok);
-        if (ok) {
+        QCOMPARE(form.checkAndLoad(msg), message.isEmpty());
+        if (message.isEmpty()) {
             QCOMPARE(msg, QString("previous"));
-            QCOMPARE(options.localPort, localPort);
-            QCOMPARE(options.wait, wait);
+            QTEST(options.localPort, "localPort");
+            QTEST(options.wait, "wait");
         } else {
             QCOMPARE(msg, message);
             QCOMPARE(dump(options), dump(before));
@@ -258,43 +235,45 @@ private slots:
             QCOMPARE(port ? options.localPort : options.wait, stored);
     }
 
-    void textsAreStoredTrimmed()
+    // Filled in on the form, each field gives the record its own switch; a
+    // form on that record shows the value again, trimmed.
+    void eachFieldStandsForItsSwitch_data()
     {
-        KvcOptions options;
-        KvcOptionsWidget form(&options, QString());
-        led(form, "configFileLed")->setText("  models/My Model/run.lua  ");
-        led(form, "userParamsLed")->setText(" a=1 ");
-        led(form, "connectFileLed")->setText("\taddr.txt ");
-        led(form, "outputLed")->setText("   ");
-        QString msg;
-        QVERIFY(form.checkAndLoad(msg));
-        QCOMPARE(options.configFile, QString("models/My Model/run.lua"));
-        QCOMPARE(options.userParams, QString("a=1"));
-        QCOMPARE(options.connectFile, QString("addr.txt"));
-        QVERIFY(options.outputPath.isEmpty());
+        QTest::addColumn<QString>("field");
+        QTest::addColumn<QString>("param");
+        const char *const fields[][2] = {{"configFileLed", "-c 7"}, {"userParamsLed", "-u 7"},
+            {"logFileLed", "-r 7"}, {"logLed", "-l 7"}, {"inputLed", "-i 7"}, {"outputLed", "-o 7"},
+            {"connectFileLed", "-s 7"}, {"waitLed", "-wait 7"}, {"monitorChk", "-monitor"},
+            {"nomonitorChk", "-nomonitor"}, {"localChk", "-local"}, {"quietChk", "-quiet"},
+            {"verboseChk", "-verbose"}, {"memoryChk", "-memory"}, {"nomemoryChk", "-nomemory"},
+            {"timeChk", "-time"}, {"notimeChk", "-notime"}, {"serverChk", "-server"},
+            {"noserverChk", "-noserver"}, {"noconsoleChk", "-noconsole"},
+            {"regressionChk", "-regression"}};
+        for (const auto &f : fields)
+            QTest::addRow("%s gives %s", f[0], f[1]) << f[0] << f[1];
     }
 
-    void everyFieldReachesTheRecord()
+    void eachFieldStandsForItsSwitch()
     {
+        QFETCH(QString, field);
+        QFETCH(QString, param);
+        const QByteArray name = field.toLatin1();
         KvcOptions options;
         KvcOptionsWidget form(&options, QString());
-        const char *texts[] = {"configFileLed", "userParamsLed", "logFileLed", "logLed", "inputLed",
-            "outputLed", "connectFileLed"};
-        for (const char *name : texts)
-            led(form, name)->setText(name);
-        led(form, "localPortLed")->setText("7000");
-        led(form, "waitLed")->setText("0");
-        for (const char *name :
-            {"nomonitorChk", "verboseChk", "serverChk", "noconsoleChk", "regressionChk"})
+        const bool isText = led(form, name) != nullptr;
+        if (isText)
+            led(form, name)->setText(field == "waitLed" ? "7" : " 7\t");
+        else
             chk(form, name)->setChecked(true);
         QString msg;
         QVERIFY2(form.checkAndLoad(msg), qPrintable(msg));
-        QCOMPARE(options.toParamList(true),
-            (QStringList {"-c", "configFileLed", "-u", "userParamsLed", "-r", "logFileLed", "-l",
-                "logLed", "-i", "inputLed", "-o", "outputLed", "-nomonitor", "-s", "connectFileLed",
-                "-wait", "0", "-verbose", "-server", "-noconsole", "-regression"}));
-        QCOMPARE(options.localPort, 7000);
-        QVERIFY(!options.local);
+        QCOMPARE(options.toParamList(false), QStringList {param});
+
+        KvcOptionsWidget again(&options, QString());
+        if (isText)
+            QCOMPARE(led(again, name)->text(), QString("7"));
+        else
+            QVERIFY(chk(again, name)->isChecked());
     }
 
     void tabOrderFollowsTheForm()
@@ -339,31 +318,20 @@ private slots:
         QTest::addColumn<QString>("edit");
         QTest::addColumn<QString>("title");
         QTest::addColumn<int>("mode");
-
-        QTest::newRow("config file: open chooser")
-            << "configFileBrowseBtn"
-            << "configFileLed"
-            << "Open a Kivo config file" << int(QFileDialog::AcceptOpen);
-        QTest::newRow("log file: save chooser")
-            << "logFileBrowseBtn"
-            << "logFileLed"
-            << "Save Kivo log file" << int(QFileDialog::AcceptSave);
-        QTest::newRow("log path: directory")
-            << "logBrowseBtn"
-            << "logLed"
-            << "Select a directory" << int(QFileDialog::AcceptOpen);
-        QTest::newRow("input path: directory")
-            << "inputBrowseBtn"
-            << "inputLed"
-            << "Select a directory" << int(QFileDialog::AcceptOpen);
-        QTest::newRow("output path: directory")
-            << "outputBrowseBtn"
-            << "outputLed"
-            << "Select a directory" << int(QFileDialog::AcceptOpen);
-        QTest::newRow("server address file: save chooser")
-            << "connectFileBrowseBtn"
-            << "connectFileLed"
-            << "Save Kivo server address file" << int(QFileDialog::AcceptSave);
+        auto row = [](const char *name, const char *button, const char *edit, const char *title,
+                       QFileDialog::AcceptMode mode) {
+            QTest::newRow(name) << button << edit << title << int(mode);
+        };
+        const auto open = QFileDialog::AcceptOpen;
+        const auto save = QFileDialog::AcceptSave;
+        row("config file: open chooser", "configFileBrowseBtn", "configFileLed",
+            "Open a Kivo config file", open);
+        row("log file: save chooser", "logFileBrowseBtn", "logFileLed", "Save Kivo log file", save);
+        row("log path: directory", "logBrowseBtn", "logLed", "Select a directory", open);
+        row("input path: directory", "inputBrowseBtn", "inputLed", "Select a directory", open);
+        row("output path: directory", "outputBrowseBtn", "outputLed", "Select a directory", open);
+        row("server address file: save chooser", "connectFileBrowseBtn", "connectFileLed",
+            "Save Kivo server address file", save);
     }
 
     void browsers()

@@ -1,8 +1,10 @@
 #include "kvcoptions.h"
 
+#include <QDirIterator>
 #include <QImage>
 #include <QMetaType>
 #include <QPair>
+#include <QRegularExpression>
 #include <QtTest>
 
 using ServerAddress = QPair<QString, unsigned int>;
@@ -36,6 +38,31 @@ private slots:
         QVERIFY(image.hasAlphaChannel());
         // Transparent corners: the pictures are round.
         QCOMPARE(qAlpha(image.pixel(0, 0)), 0);
+    }
+
+    // The dialogs' buttons and logos come from the forms: a path there that
+    // names no embedded image leaves them blank.
+    void formsNameOnlyEmbeddedImages()
+    {
+        KvcOptions options;
+        Q_UNUSED(options)
+        static const QRegularExpression resource(QStringLiteral(":/[\\w/.-]+"));
+        QStringList named;
+        QStringList missing;
+        QDirIterator it(QStringLiteral(KVC_SOURCE_DIR "/src"), {QStringLiteral("*.ui")},
+            QDir::Files, QDirIterator::Subdirectories);
+        while (it.hasNext()) {
+            QFile form(it.next());
+            QVERIFY2(form.open(QIODevice::ReadOnly), qPrintable(form.fileName()));
+            const QString text = QString::fromUtf8(form.readAll());
+            for (auto match = resource.globalMatch(text); match.hasNext();) {
+                named << match.next().captured();
+                if (QImage(named.last()).isNull())
+                    missing << form.fileName() + ": " + named.last();
+            }
+        }
+        QVERIFY(named.contains(":/monitor/icons/add.png"));
+        QVERIFY2(missing.isEmpty(), qPrintable(missing.join('\n')));
     }
 
     void serverAddressPairTravelsInAVariant()

@@ -355,6 +355,83 @@ QString errorText(lua_State *L, int status)
         .arg(QString::fromUtf8(lua_typename(L, lua_type(L, -1))));
 }
 
+// What a script file holds, as Lua is to read it; false with the reason in
+// `error` for a file that cannot be read, is too large or is not text.
+bool readScriptText(const QString &fileName, QByteArray &text, QString &error)
+{
+    QFile file(fileName);
+    if (!file.open(QIODevice::ReadOnly)) {
+        error = QStringLiteral("cannot open %1: %2").arg(fileName, file.errorString());
+        return false;
+    }
+    const QString tooLarge = QStringLiteral("%1 is larger than 4 MiB").arg(fileName);
+    if (file.size() > LuaEnv::scriptSizeLimit) {
+        error = tooLarge;
+        return false;
+    }
+    // In pieces: read(n) reserves all n bytes first, and most scripts are a
+    // few lines. Files without a size (pipes) are read the same way.
+    text.clear();
+    while (text.size() <= LuaEnv::scriptSizeLimit) {
+        const qint64 wanted = qMin<qint64>(64 * 1024, LuaEnv::scriptSizeLimit + 1 - text.size());
+        const QByteArray piece = file.read(wanted);
+        if (piece.isEmpty())
+            break;
+        text += piece;
+    }
+    if (text.size() > LuaEnv::scriptSizeLimit) {
+        error = tooLarge;
+        return false;
+    }
+    if (text.startsWith(LUA_SIGNATURE)) {
+        error = QStringLiteral("binary chunks are not accepted");
+        return false;
+    }
+    // Skip a "#!" first line as the stand-alone interpreter does, keeping the
+    // line count right for error messages.
+    if (text.startsWith('#')) {
+        const int end = text.indexOf('\n');
+        text = end < 0 ? QByteArray() : QByteArray("\n") + text.mid(end + 1);
+    }
+    return true;
+}
+
+// The limits are told apart by the sandbox's own flags: the message Lua
+// gives for them is a generic one, or the script's if it caught the first.
+QString failureText(const LuaSandbox &box, int status, int loadStatus, const QString &message)
+{
+    if (box.timedOut)
+        return QString::fromLatin1(timeLimitText);
+    if (status == LUA_ERRMEM
+        || (box.memoryRefused && message.contains(QLatin1String("not enough memory"))))
+        return QString::fromLatin1(memoryLimitText);
+    if (loadStatus == LUA_ERRSYNTAX)
+        return QStringLiteral("syntax error: %1").arg(message);
+    if (message.isEmpty())
+        return QStringLiteral("script raised an empty error");
+    return message;
+}
+
+// Loads and runs `call` with a fresh time budget; leaves the stack empty.
+bool runWithinLimits(LuaSandbox &box, ChunkCall &call, QString &error)
+{
+    lua_State *L = box.L;
+    lua_settop(L, 0);
+    box.memoryRefused = false;
+    box.startClock();
+    lua_pushcfunction(L, runChunk);
+    lua_pushlightuserdata(L, &call);
+    const int status = lua_pcall(L, 1, 0, 0);
+    if (status == LUA_OK) {
+        lua_settop(L, 0);
+        return true;
+    }
+    const QString message = errorText(L, status);
+    lua_settop(L, 0);
+    error = failureText(box, status, call.loadStatus, message);
+    return false;
+}
+
 } // namespace
 
 LuaEnv::LuaEnv(int libraries)
@@ -386,39 +463,9 @@ bool LuaEnv::runScript(QString fileName, QString args, QString &error)
         error = QStringLiteral("the script environment could not be created");
         return false;
     }
-    QFile file(fileName);
-    if (!file.open(QIODevice::ReadOnly)) {
-        error = QStringLiteral("cannot open %1: %2").arg(fileName, file.errorString());
-        return false;
-    }
-    if (file.size() > scriptSizeLimit) {
-        error = QStringLiteral("%1 is larger than 4 MiB").arg(fileName);
-        return false;
-    }
-    // In pieces: read(n) reserves all n bytes first, and most scripts are a
-    // few lines. Files without a size (pipes) are read the same way.
     QByteArray text;
-    while (text.size() <= scriptSizeLimit) {
-        const qint64 wanted = qMin<qint64>(64 * 1024, scriptSizeLimit + 1 - text.size());
-        const QByteArray piece = file.read(wanted);
-        if (piece.isEmpty())
-            break;
-        text += piece;
-    }
-    if (text.size() > scriptSizeLimit) {
-        error = QStringLiteral("%1 is larger than 4 MiB").arg(fileName);
+    if (!readScriptText(fileName, text, error))
         return false;
-    }
-    if (text.startsWith(LUA_SIGNATURE)) {
-        error = QStringLiteral("binary chunks are not accepted");
-        return false;
-    }
-    // Skip a "#!" first line as the stand-alone interpreter does, keeping the
-    // line count right for error messages.
-    if (text.startsWith('#')) {
-        const int end = text.indexOf('\n');
-        text = end < 0 ? QByteArray() : QByteArray("\n") + text.mid(end + 1);
-    }
 
     const QByteArray chunkName = '@' + QFileInfo(fileName).fileName().toUtf8();
     const QByteArray argBytes = args.toUtf8();
@@ -429,34 +476,7 @@ bool LuaEnv::runScript(QString fileName, QString args, QString &error)
     call.hasArgs = !args.isEmpty();
     call.args = argBytes.constData();
     call.argsSize = static_cast<size_t>(argBytes.size());
-
-    lua_State *L = d->L;
-    lua_settop(L, 0);
-    d->memoryRefused = false;
-    d->startClock();
-    lua_pushcfunction(L, runChunk);
-    lua_pushlightuserdata(L, &call);
-    const int status = lua_pcall(L, 1, 0, 0);
-    const bool timedOut = d->timedOut;
-
-    if (status == LUA_OK) {
-        lua_settop(L, 0);
-        return true;
-    }
-    const QString message = errorText(L, status);
-    lua_settop(L, 0);
-    if (timedOut)
-        error = QString::fromLatin1(timeLimitText);
-    else if (status == LUA_ERRMEM
-        || (d->memoryRefused && message.contains(QLatin1String("not enough memory"))))
-        error = QString::fromLatin1(memoryLimitText);
-    else if (call.loadStatus == LUA_ERRSYNTAX)
-        error = QStringLiteral("syntax error: %1").arg(message);
-    else if (message.isEmpty())
-        error = QStringLiteral("script raised an empty error");
-    else
-        error = message;
-    return false;
+    return runWithinLimits(*d, call, error);
 }
 
 QVariant LuaEnv::getGlobal(const char *name, StackOption option)

@@ -36,6 +36,11 @@ private:
     // LongString + level; a long comment is LongComment + level.
     enum State { LongString = 0, LongComment = 1 << 16 };
 
+    int continueLongBracket(const QString &text);
+    int highlightLongBracket(const QString &text, int start, int from, int level, Kind kind);
+    int highlightToken(const QString &text, int i);
+    int highlightNumber(const QString &text, int i);
+    int highlightWord(const QString &text, int i);
     int scanLongBracketClose(const QString &text, int from, int level) const;
     static int longBracketLevel(const QString &text, int at);
 

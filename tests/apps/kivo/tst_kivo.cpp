@@ -1,10 +1,10 @@
 // Command-line tests of the reference simulator: each runs the real kivo
 // executable and judges its exit code, its messages and the files it writes.
 
+#include "scriptfile.h"
+
 #include <QProcess>
-#include <QRegularExpression>
 #include <QTcpServer>
-#include <QTemporaryDir>
 #include <QtTest>
 
 namespace {
@@ -13,7 +13,7 @@ const QString kivo = QStringLiteral(KVC_BIN_DIR "/kivo");
 const QString examples = QStringLiteral(KVC_EXAMPLES_DIR);
 
 // The smallest complete model; extra lines are appended to it.
-const char *const minimalModel = R"lua(
+const QByteArray minimalModel = R"lua(
 Simulation{ name = "test", endTime = 4, timeStep = 1 }
 Mesh{ type = "line", length = 1, cells = 4 }
 StateVar{ name = "T", unit = "K", initial = 0 }
@@ -77,45 +77,24 @@ class KivoTest : public QObject
     Q_OBJECT
 
 private:
-    QTemporaryDir dir;
+    ScriptFiles files;
 
-    QString writeModel(const QString &name, const QByteArray &text, bool withMinimal = true)
+    // The minimal model and `extra` lines, in a file of that name.
+    QString model(const char *name, const QByteArray &extra)
     {
-        const QString path = dir.filePath(name);
-        QFile f(path);
-        if (!f.open(QIODevice::WriteOnly | QIODevice::Truncate))
-            return QString();
-        if (withMinimal)
-            f.write(minimalModel);
-        f.write(text);
-        return path;
+        return files.write(QString::fromLatin1(name), minimalModel + extra);
     }
 
 private slots:
-    void initTestCase()
-    {
-        QVERIFY(dir.isValid());
-        QVERIFY2(QFileInfo(kivo).isExecutable(), qPrintable(kivo));
-    }
+    void initTestCase() { QVERIFY2(QFileInfo(kivo).isExecutable(), qPrintable(kivo)); }
 
-    void versionLineParsesLikeTheRunnerDoes()
+    // The runner reads the version and the revision from this line.
+    void versionLineIsTheOneTheRunnerReads()
     {
         const Run r = runKivo({QStringLiteral("-pversion")});
         QCOMPARE(r.exitCode, 0);
-        const QStringList lines = r.out.split(QLatin1Char('\n'));
-        QVERIFY(lines.size() > 2);
-        const QString first = lines.first();
-        QVERIFY(first.startsWith(QLatin1String("Kivo")));
-        const int v = first.indexOf(QLatin1String("Version:"));
-        const int rev = first.indexOf(QLatin1String("Revision:"));
-        QVERIFY(v > 0 && rev > v);
-        QString version = first.mid(v + 8, rev - v - 8).trimmed();
-        version.chop(1);
-        QString revision = first.mid(rev + 9).trimmed();
-        revision.chop(1);
-        QCOMPARE(version, QStringLiteral("3.1.0"));
-        QCOMPARE(revision, QStringLiteral("5012"));
-        QVERIFY(QFileInfo::exists(QStringLiteral(KVC_BIN_DIR "/config/defaultConfig.lua")));
+        QCOMPARE(r.out.section(QLatin1Char('\n'), 0, 0),
+            QStringLiteral("Kivo 3.1 (Version: 3.1.0, Revision: 5012)"));
     }
 
     void badRunsFailWithTheirCodeAndName_data()
@@ -123,102 +102,82 @@ private slots:
         QTest::addColumn<QStringList>("args");
         QTest::addColumn<int>("code");
         QTest::addColumn<QString>("message");
-
+        auto row = [](const char *name, const QStringList &args, int code, const char *message) {
+            QTest::newRow(name) << args << code << QString::fromUtf8(message);
+        };
+        auto bare = [this](const char *name, const QByteArray &text) {
+            return files.write(QString::fromLatin1(name), text);
+        };
         const QString fast = examples + QStringLiteral("/heat1d-fast.lua");
-        const QString syntax = writeModel(
-            QStringLiteral("syntax.lua"), "Mesh{ type = 'line'\nPropertySet{}\n", false);
-        const QString runtime
-            = writeModel(QStringLiteral("runtime.lua"), "local probe = nil\nprint(probe.x)\n");
-        const QString typo
-            = writeModel(QStringLiteral("typo.lua"), "SaveRule{ evry = 2, file = 'x' }\n");
-        const QString sandbox = writeModel(QStringLiteral("sandbox.lua"), "os.execute('true')\n");
-        const QString binary = writeModel(
-            QStringLiteral("binary.lua"), "assert(load(string.dump(function() return 1 end)))\n");
-        const QString noPopen = writeModel(QStringLiteral("popen.lua"), "io.popen('ls')\n");
-        const QString incomplete = writeModel(QStringLiteral("incomplete.lua"),
-            "Simulation{ name = 'x', endTime = 1, timeStep = 1 }\n", false);
-        const QString script = writeModel(
-            QStringLiteral("script.lua"), "ProcessScript(function(s) error('probe broken') end)\n");
-        const QString vector = writeModel(QStringLiteral("vector.lua"),
-            "MonitorRule{ name = 'r', track = { { name = 'v', quantity = 'script', rows = 2 } } }\n"
-            "ProcessScript(function(s) return { v = 1 } end)\n");
-        const QString greedy = writeModel(QStringLiteral("greedy.lua"),
-            "local t = {}\nfor i = 1, 1e9 do t[i] = string.rep('x', 1000) .. i end\n");
-        const QString smallMemory = writeModel(
-            QStringLiteral("smallmemory.lua"), "limits = { luaMemoryMB = 8 }\n", false);
-        const QString twice = writeModel(
-            QStringLiteral("twice.lua"), "Mesh{ type = 'line', length = 1, cells = 2 }\n");
-        const QString noIndex = writeModel(
-            QStringLiteral("noindex.lua"), "MonitorRule{ name = 'r', index = 'tc', track = {} }\n");
-        const QString topOfLine = writeModel(QStringLiteral("top.lua"),
-            "BoundaryCondition{ side = 'top', type = 'flux', value = 1 }\n");
-        const QString outside = writeModel(QStringLiteral("outside.lua"),
-            "SpatialIndex{ name = 'p', points = { { 'beyond', x = 1.5 } } }\n");
-        const QString reserved = writeModel(QStringLiteral("reserved.lua"),
-            "MonitorRule{ name = 'r', track = { { name = 'time', quantity = 'max' } } }\n");
-        const QString badConfig
-            = writeModel(QStringLiteral("badconfig.lua"), "log = { level = 'loud' }\n", false);
 
-        QTest::newRow("unknown switch") << QStringList {"-frobnicate", fast} << 1 << "-frobnicate";
-        QTest::newRow("switch without its value")
-            << QStringList {fast, "-c"} << 1 << "Missing value after -c";
-        QTest::newRow("-wait needs a number")
-            << QStringList {"-wait", "soon", fast} << 1 << "'soon'";
-        QTest::newRow("-wait rejects a sign") << QStringList {"-wait", "-5", fast} << 1 << "'-5'";
-        QTest::newRow("-local port out of range")
-            << QStringList {"-local", "70000", fast} << 1 << "70000";
-        QTest::newRow("quiet with verbose")
-            << QStringList {"-quiet", "-verbose", fast} << 1 << "-quiet and -verbose";
-        QTest::newRow("memory with nomemory")
-            << QStringList {"-memory", "-nomemory", fast} << 1 << "-memory and -nomemory";
-        QTest::newRow("time with notime")
-            << QStringList {"-time", "-notime", fast} << 1 << "-time and -notime";
-        QTest::newRow("quiet with time")
-            << QStringList {"-quiet", "-time", fast} << 1 << "together with -verbose or -quiet";
-        QTest::newRow("pair rule wins over the quiet/verbose rule")
-            << QStringList {"-memory", "-nomemory", "-quiet", fast} << 1 << "-memory and -nomemory";
-        QTest::newRow("server with noserver")
-            << QStringList {"-server", "-noserver", fast} << 1 << "-server and -noserver";
-        QTest::newRow("monitor with local")
-            << QStringList {"-monitor", "-local", fast} << 1 << "-monitor, -nomonitor and -local";
-        QTest::newRow("no model") << QStringList {"-quiet"} << 1 << "No model file";
-        QTest::newRow("empty model argument, as the runner appends it")
-            << QStringList {"-quiet", ""} << 1 << "No model file";
-        QTest::newRow("two models") << QStringList {fast, fast} << 1 << "Only one model";
-        QTest::newRow("missing model file")
-            << QStringList {dir.filePath("nowhere.lua")} << 2 << "nowhere.lua does not exist";
-        QTest::newRow("Lua syntax error names file and line")
-            << QStringList {syntax} << 2 << "syntax.lua:2:";
-        QTest::newRow("Lua runtime error names file and line")
-            << QStringList {runtime} << 2 << "runtime.lua:7:";
-        QTest::newRow("misspelt field is named")
-            << QStringList {typo} << 2 << "SaveRule: unknown field 'evry'";
-        QTest::newRow("os.execute is not available") << QStringList {sandbox} << 2 << "execute";
-        QTest::newRow("io is not available") << QStringList {noPopen} << 2 << "'io'";
-        QTest::newRow("binary chunks are refused") << QStringList {binary} << 2 << "binary";
-        QTest::newRow("required declaration missing")
-            << QStringList {incomplete} << 2 << "declares no Mesh";
-        QTest::newRow("error inside a process script")
-            << QStringList {script} << 2 << "probe broken";
-        QTest::newRow("script value of the wrong size")
-            << QStringList {vector} << 2 << "'v' has 1 components";
-        QTest::newRow("memory cap stops a greedy model")
-            << QStringList {"-c", smallMemory, greedy} << 2 << "not enough memory";
-        QTest::newRow("second mesh")
-            << QStringList {twice} << 2 << "twice.lua:6: Mesh: declared twice";
-        QTest::newRow("rule with an undeclared index")
-            << QStringList {noIndex} << 2 << "no SpatialIndex named 'tc'";
-        QTest::newRow("a line has no top side") << QStringList {topOfLine} << 2 << "not 'top'";
-        QTest::newRow("probe outside the mesh")
-            << QStringList {outside} << 2 << "'beyond' lies outside";
-        QTest::newRow("a value named like the solver's own") << QStringList {
-            reserved} << 2 << "reserved.lua:6: MonitorRule: name 'time' is reserved";
-        QTest::newRow("missing configuration file")
-            << QStringList {"-c", dir.filePath("none.lua"), fast} << 4 << "none.lua does not exist";
-        QTest::newRow("configuration value of the wrong type")
-            << QStringList {"-c", badConfig, fast} << 4 << "log.level must be a number";
-        QTest::newRow("log file that cannot be opened")
-            << QStringList {"-r", dir.filePath("no/such/dir/run.log"), fast} << 4 << "run.log";
+        row("unknown switch", {"-frobnicate", fast}, 1, "-frobnicate");
+        row("switch without its value", {fast, "-c"}, 1, "Missing value after -c");
+        row("-wait needs a number", {"-wait", "soon", fast}, 1, "'soon'");
+        row("-wait rejects a sign", {"-wait", "-5", fast}, 1, "'-5'");
+        row("-local port out of range", {"-local", "70000", fast}, 1, "70000");
+        row("quiet with verbose", {"-quiet", "-verbose", fast}, 1, "-quiet and -verbose");
+        row("memory with nomemory", {"-memory", "-nomemory", fast}, 1, "-memory and -nomemory");
+        row("time with notime", {"-time", "-notime", fast}, 1, "-time and -notime");
+        row("quiet with time", {"-quiet", "-time", fast}, 1, "together with -verbose or -quiet");
+        row("pair rule wins over the quiet/verbose rule", {"-memory", "-nomemory", "-quiet", fast},
+            1, "-memory and -nomemory");
+        row("server with noserver", {"-server", "-noserver", fast}, 1, "-server and -noserver");
+        row("monitor with local", {"-monitor", "-local", fast}, 1,
+            "-monitor, -nomonitor and -local");
+        row("no model", {"-quiet"}, 1, "No model file");
+        row("empty model argument, as the runner appends it", {"-quiet", ""}, 1, "No model file");
+        row("two models", {fast, fast}, 1, "Only one model");
+        row("missing model file", {files.filePath("nowhere.lua")}, 2, "nowhere.lua does not exist");
+        row("Lua syntax error names file and line",
+            {bare("syntax.lua", "Mesh{ type = 'line'\nPropertySet{}\n")}, 2, "syntax.lua:2:");
+        row("Lua runtime error names file and line",
+            {model("runtime.lua", "local probe = nil\nprint(probe.x)\n")}, 2, "runtime.lua:7:");
+        row("misspelt field is named", {model("typo.lua", "SaveRule{ evry = 2, file = 'x' }\n")}, 2,
+            "SaveRule: unknown field 'evry'");
+        row("os.execute is not available", {model("os.lua", "os.execute('true')\n")}, 2, "execute");
+        row("io is not available", {model("io.lua", "io.popen('ls')\n")}, 2, "'io'");
+        row("binary chunks are refused",
+            {model("binary.lua", "assert(load(string.dump(function() return 1 end)))\n")}, 2,
+            "binary");
+        row("required declaration missing",
+            {bare("incomplete.lua", "Simulation{ name = 'x', endTime = 1, timeStep = 1 }\n")}, 2,
+            "declares no Mesh");
+        row("error inside a process script",
+            {model("script.lua", "ProcessScript(function(s) error('probe broken') end)\n")}, 2,
+            "probe broken");
+        row("script value of the wrong size",
+            {model("vector.lua",
+                "MonitorRule{ name = 'r', track = { { name = 'v', quantity = 'script', rows = 2 } "
+                "} }\nProcessScript(function(s) return { v = 1 } end)\n")},
+            2, "'v' has 1 components");
+        row("memory cap stops a greedy model",
+            {"-c", bare("smallmemory.lua", "limits = { luaMemoryMB = 8 }\n"),
+                model("greedy.lua",
+                    "local t = {}\nfor i = 1, 1e9 do t[i] = string.rep('x', 1000) .. i end\n")},
+            2, "not enough memory");
+        row("second mesh", {model("twice.lua", "Mesh{ type = 'line', length = 1, cells = 2 }\n")},
+            2, "twice.lua:6: Mesh: declared twice");
+        row("rule with an undeclared index",
+            {model("noindex.lua", "MonitorRule{ name = 'r', index = 'tc', track = {} }\n")}, 2,
+            "no SpatialIndex named 'tc'");
+        row("a line has no top side",
+            {model("top.lua", "BoundaryCondition{ side = 'top', type = 'flux', value = 1 }\n")}, 2,
+            "not 'top'");
+        row("probe outside the mesh",
+            {model(
+                "outside.lua", "SpatialIndex{ name = 'p', points = { { 'beyond', x = 1.5 } } }\n")},
+            2, "'beyond' lies outside");
+        row("a value named like the solver's own",
+            {model("reserved.lua",
+                "MonitorRule{ name = 'r', track = { { name = 'time', quantity = 'max' } } }\n")},
+            2, "reserved.lua:6: MonitorRule: name 'time' is reserved");
+        row("missing configuration file", {"-c", files.filePath("none.lua"), fast}, 4,
+            "none.lua does not exist");
+        row("configuration value of the wrong type",
+            {"-c", bare("badconfig.lua", "log = { level = 'loud' }\n"), fast}, 4,
+            "log.level must be a number");
+        row("log file that cannot be opened", {"-r", files.filePath("no/such/dir/run.log"), fast},
+            4, "run.log");
     }
 
     void badRunsFailWithTheirCodeAndName()
@@ -259,15 +218,15 @@ private slots:
 
     void userParamsReachTheModel()
     {
-        const QString model = writeModel(QStringLiteral("params.lua"),
+        const QString withParams = model("params.lua",
             "print('sum=' .. (params.a + params.b) .. ' name=' .. params.name .. ' raw=' .. "
             "userParams)\n");
-        const Run r = runKivo({"-u", "a=2; b=3.5;name=rod", model});
+        const Run r = runKivo({"-u", "a=2; b=3.5;name=rod", withParams});
         QCOMPARE(r.exitCode, 0);
         QVERIFY2(r.out.contains(QLatin1String("sum=5.5 name=rod raw=a=2; b=3.5;name=rod")),
             qPrintable(r.out));
 
-        const QString plain = writeModel(QStringLiteral("noparams.lua"),
+        const QString plain = model("noparams.lua",
             "print('raw=[' .. userParams .. '] n=' .. "
             "#params .. ' next=' .. tostring(next(params)))\n");
         const Run none = runKivo({plain});
@@ -276,14 +235,14 @@ private slots:
 
     void pathMacrosExpand()
     {
-        const QString out = dir.filePath(QStringLiteral("out"));
-        const QString logs = dir.filePath(QStringLiteral("logs"));
-        const QString in = dir.filePath(QStringLiteral("in"));
+        const QString out = files.filePath(QStringLiteral("out"));
+        const QString logs = files.filePath(QStringLiteral("logs"));
+        const QString in = files.filePath(QStringLiteral("in"));
         QVERIFY(QDir().mkpath(logs));
-        const QString model = writeModel(QStringLiteral("macros.lua"),
+        const QString macros = model("macros.lua",
             "SaveRule{ var = 'T', every = 2, file = '$OUTPUT/fields/T_%d.csv' }\n"
             "print('input=' .. expandPath('$INPUT/data.csv'))\n");
-        const Run r = runKivo({"-o", out, "-l", logs, "-i", in, "-r", "$LOG/run.log", model});
+        const Run r = runKivo({"-o", out, "-l", logs, "-i", in, "-r", "$LOG/run.log", macros});
         QCOMPARE(r.exitCode, 0);
         QVERIFY2(r.out.contains(QStringLiteral("input=%1/data.csv").arg(in)), qPrintable(r.out));
         for (int step : {2, 4}) {
@@ -319,6 +278,12 @@ private slots:
             << QStringList {"-memory"} << QStringList {"[MEMORY]"} << QStringList {"[TIME]"};
         QTest::newRow("noconsole: nothing at all")
             << QStringList {"-noconsole"} << QStringList {} << QStringList {"["};
+        const QString config
+            = files.write(QStringLiteral("debugconfig.lua"), "log = { level = 0, time = true }\n");
+        QTest::newRow("configuration: debug level and time messages")
+            << QStringList {"-c", config} << QStringList {"[DEBUG]", "[TIME]"} << QStringList {};
+        QTest::newRow("-notime beats the configuration") << QStringList {"-c", config,
+            "-notime"} << QStringList {"[DEBUG]"} << QStringList {"[TIME]"};
     }
 
     void switchesChangeTheLog()
@@ -334,22 +299,10 @@ private slots:
             QVERIFY2(!r.out.contains(s), qPrintable(s + " present in:\n" + r.out));
     }
 
-    void configurationSetsTheLogDefaults()
-    {
-        const QString config = writeModel(
-            QStringLiteral("debugconfig.lua"), "log = { level = 0, time = true }\n", false);
-        const Run r = runKivo({"-c", config, examples + "/heat1d-fast.lua"});
-        QCOMPARE(r.exitCode, 0);
-        QVERIFY(r.out.contains(QLatin1String("[DEBUG]")));
-        QVERIFY(r.out.contains(QLatin1String("[TIME]")));
-        const Run off = runKivo({"-c", config, "-notime", examples + "/heat1d-fast.lua"});
-        QVERIFY(!off.out.contains(QLatin1String("[TIME]")));
-    }
-
     // Numbers of the fast model, read back from the regression tags.
     void trackedValuesArePhysicallyConsistent()
     {
-        const QString log = dir.filePath(QStringLiteral("fast.log"));
+        const QString log = files.filePath(QStringLiteral("fast.log"));
         const Run r = runKivo({"-r", log, "-regression", examples + "/heat1d-fast.lua"});
         QCOMPARE(r.exitCode, 0);
         const auto samples = regressionSamples(log);
@@ -399,7 +352,7 @@ private slots:
         QFETCH(QString, mesh);
         QFETCH(int, nodes);
         const QString tag = QString::fromLatin1(QTest::currentDataTag()).replace(' ', '_');
-        const QString model = writeModel(QStringLiteral("steady-%1.lua").arg(tag),
+        const QString steady = files.write(QStringLiteral("steady-%1.lua").arg(tag),
             QStringLiteral(
                 "Simulation{ name = 'steady', endTime = 50, timeStep = 10 }\n"
                 "Mesh{ %2 }\n"
@@ -412,11 +365,10 @@ private slots:
                 "'left' } } }\n"
                 "SaveRule{ every = 5, file = '$OUTPUT/steady.csv' }\n")
                 .arg(method, mesh)
-                .toUtf8(),
-            false);
-        const QString out = dir.filePath(QStringLiteral("steady-") + tag);
+                .toUtf8());
+        const QString out = files.filePath(QStringLiteral("steady-") + tag);
         const QString log = out + QStringLiteral(".log");
-        const Run r = runKivo({"-o", out, "-r", log, "-regression", model});
+        const Run r = runKivo({"-o", out, "-r", log, "-regression", steady});
         QCOMPARE(r.exitCode, 0);
         QFile csv(out + QStringLiteral("/steady.csv"));
         QVERIFY(csv.open(QIODevice::ReadOnly));
@@ -434,13 +386,26 @@ private slots:
         QVERIFY(samples.last().value("fem.iteration").value(0) >= 1);
     }
 
-    void sigtermEndsALongRunWithTheTerminatedCode()
+    // The signal ends the current step, or the script the model is running.
+    void sigtermEndsTheRunWithTheTerminatedCode_data()
     {
+        QTest::addColumn<QString>("modelFile");
+        QTest::addColumn<QByteArray>("stage"); // printed before the signal is sent
+        QTest::newRow("a long run")
+            << examples + QStringLiteral("/heat1d-long.lua") << QByteArray("Running");
+        QTest::newRow("a runaway model while loading")
+            << model("runaway.lua", "while true do end\n") << QByteArray("Loading");
+    }
+
+    void sigtermEndsTheRunWithTheTerminatedCode()
+    {
+        QFETCH(QString, modelFile);
+        QFETCH(QByteArray, stage);
         QProcess p;
-        p.start(kivo, {examples + QStringLiteral("/heat1d-long.lua")});
+        p.start(kivo, {modelFile});
         QVERIFY(p.waitForStarted());
         QByteArray out;
-        QTRY_VERIFY_WITH_TIMEOUT((out += p.readAllStandardOutput()).contains("Running"), 20000);
+        QTRY_VERIFY_WITH_TIMEOUT((out += p.readAllStandardOutput()).contains(stage), 20000);
         p.terminate();
         QVERIFY(p.waitForFinished(20000));
         QCOMPARE(p.exitStatus(), QProcess::NormalExit);
@@ -448,32 +413,17 @@ private slots:
         QVERIFY(p.readAllStandardError().contains("terminated"));
     }
 
-    void sigtermStopsARunawayModelWhileLoading()
-    {
-        const QString model = writeModel(QStringLiteral("runaway.lua"), "while true do end\n");
-        QProcess p;
-        p.start(kivo, {model});
-        QVERIFY(p.waitForStarted());
-        QByteArray out;
-        QTRY_VERIFY_WITH_TIMEOUT((out += p.readAllStandardOutput()).contains("Loading"), 20000);
-        p.terminate();
-        QVERIFY(p.waitForFinished(20000));
-        QCOMPARE(p.exitStatus(), QProcess::NormalExit);
-        QCOMPARE(p.exitCode(), 3);
-    }
-
     // The client stops reading once logs come through the server.
     void closedOutputDoesNotKillTheSimulator()
     {
-        const QString model = writeModel(QStringLiteral("paced.lua"),
+        const QString paced = files.write(QStringLiteral("paced.lua"),
             "Simulation{ name = 'paced', endTime = 40, timeStep = 1, wallTimePerStep = 0.01 }\n"
             "Mesh{ type = 'line', length = 1, cells = 4 }\n"
             "StateVar{ initial = 0 }\n"
-            "PropertySet{ conductivity = 1, density = 1, heatCapacity = 1 }\n",
-            false);
+            "PropertySet{ conductivity = 1, density = 1, heatCapacity = 1 }\n");
         QProcess p;
         p.setProcessChannelMode(QProcess::MergedChannels);
-        p.start(kivo, {"-verbose", model});
+        p.start(kivo, {"-verbose", paced});
         QVERIFY(p.waitForStarted());
         QByteArray out;
         QTRY_VERIFY2_WITH_TIMEOUT(

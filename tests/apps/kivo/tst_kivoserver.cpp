@@ -1,9 +1,9 @@
 // The simulator's embedded monitoring server, seen through the real client.
 #include "kvcommclient.h"
 #include "kvcresultsdata.h"
+#include "scriptfile.h"
 
 #include <QProcess>
-#include <QTemporaryDir>
 #include <QtTest>
 
 namespace {
@@ -14,13 +14,13 @@ const QString examples = QStringLiteral(KVC_EXAMPLES_DIR);
 // A simulator whose server listens on a port of the system's choosing, which
 // it reports in its connection file.
 struct Simulator {
-    QTemporaryDir dir;
+    ScriptFiles files; // the connection file, and models
     QProcess process;
     quint16 port = 0;
 
     bool start(const QStringList &switches, const QString &model)
     {
-        const QString connection = dir.filePath("connection.lua");
+        const QString connection = files.filePath("connection.lua");
         process.start(kivo, QStringList {"-local", "0", "-s", connection} + switches << model);
         if (!process.waitForStarted())
             return false;
@@ -116,16 +116,13 @@ private slots:
     void firstRuleGraphicGrowsWithScalarValuesOnly()
     {
         Simulator simulator;
-        const QString model = simulator.dir.filePath("scalar.lua");
-        QFile file(model);
-        QVERIFY(file.open(QIODevice::WriteOnly));
-        file.write("Simulation{ name = 'scalar', endTime = 10, timeStep = 1 }\n"
-                   "Mesh{ type = 'line', length = 1, cells = 4 }\n"
-                   "StateVar{ initial = 0 }\n"
-                   "PropertySet{ conductivity = 1, density = 1, heatCapacity = 1 }\n"
-                   "BoundaryCondition{ side = 'left', type = 'temperature', value = 1 }\n"
-                   "MonitorRule{ name = 'bar', track = { { name = 'hot', quantity = 'max' } } }\n");
-        file.close();
+        const QString model = simulator.files.write(
+            "Simulation{ name = 'scalar', endTime = 10, timeStep = 1 }\n"
+            "Mesh{ type = 'line', length = 1, cells = 4 }\n"
+            "StateVar{ initial = 0 }\n"
+            "PropertySet{ conductivity = 1, density = 1, heatCapacity = 1 }\n"
+            "BoundaryCondition{ side = 'left', type = 'temperature', value = 1 }\n"
+            "MonitorRule{ name = 'bar', track = { { name = 'hot', quantity = 'max' } } }\n");
         QVERIFY(simulator.start({"-wait", "0"}, model));
         Watcher watcher;
         watcher.client.connectToServer("localhost", simulator.port, 5000);

@@ -3,21 +3,33 @@
 
 #include "logger.h"
 #include "monitorsink.h"
+#include "scriptfile.h"
 #include "simulationcontrol.h"
 #include "simulationdriver.h"
 
-#include <QTemporaryDir>
 #include <QtTest>
 
 #include <functional>
-#include <mutex>
 
 namespace {
 
+const QString fastModel = QStringLiteral(KVC_EXAMPLES_DIR "/heat1d-fast.lua");
+
+// A rod of two cells at 1 K, insulated, for `endTime` steps of 1 s; a model
+// adds its rules and scripts.
+QByteArray rod(int endTime)
+{
+    return "Simulation{ name = 's', endTime = " + QByteArray::number(endTime)
+        + ", timeStep = 1 }\n"
+          "Mesh{ type = 'line', length = 1, cells = 2 }\n"
+          "StateVar{ unit = 'K', initial = 1 }\n"
+          "PropertySet{ conductivity = 1, density = 1, heatCapacity = 1 }\n";
+}
+
+// The driver runs on the test's own thread here, so the sink needs no lock.
 class RecordingSink : public MonitorSink
 {
 public:
-    std::mutex mutex;
     QStringList events; // one word per call, in call order
     QVector<Status> statuses;
     SimulationInfo info;
@@ -36,27 +48,23 @@ public:
     void setControl(SimulationControl *c) override { control = c; }
     bool waitForClient(int timeoutMs) override
     {
-        std::lock_guard<std::mutex> lock(mutex);
         events << QStringLiteral("wait");
         waitedFor = timeoutMs;
         return true;
     }
     void statusChanged(Status status, const QDateTime &when) override
     {
-        std::lock_guard<std::mutex> lock(mutex);
         events << QStringLiteral("status%1").arg(int(status));
         statuses << status;
         QVERIFY(when.isValid());
     }
     void simulationInfo(const SimulationInfo &i) override
     {
-        std::lock_guard<std::mutex> lock(mutex);
         events << QStringLiteral("info");
         info = i;
     }
     void ruleInfo(const QVector<RuleInfo> &r, const QVector<TrackedValueInfo> &v) override
     {
-        std::lock_guard<std::mutex> lock(mutex);
         events << QStringLiteral("rules");
         rules = r;
         values = v;
@@ -65,7 +73,6 @@ public:
     }
     void indexData(int ruleId, int indexType, const QStringList &labels) override
     {
-        std::lock_guard<std::mutex> lock(mutex);
         events << QStringLiteral("index");
         labelsByRule.insert(ruleId, labels);
         indexTypeByRule.insert(ruleId, indexType);
@@ -73,7 +80,6 @@ public:
     void samples(const QVector<Sample> &batch, qint64 ms) override
     {
         {
-            std::lock_guard<std::mutex> lock(mutex);
             if (events.isEmpty() || events.last() != QLatin1String("samples"))
                 events << QStringLiteral("samples");
             batches << batch;
@@ -82,11 +88,7 @@ public:
         if (onBatch)
             onBatch(*this);
     }
-    void logMessage(int level, const QString &text) override
-    {
-        std::lock_guard<std::mutex> lock(mutex);
-        logs << qMakePair(level, text);
-    }
+    void logMessage(int level, const QString &text) override { logs << qMakePair(level, text); }
 };
 
 } // namespace
@@ -96,7 +98,7 @@ class SimulationDriverTest : public QObject
     Q_OBJECT
 
 private:
-    QTemporaryDir dir;
+    ScriptFiles files;
 
     int run(const QString &model, RecordingSink &sink, int waitMs = -1)
     {
@@ -111,26 +113,17 @@ private:
         logger.setSink(&sink, true);
         SimulationDriver::Settings settings;
         settings.modelFile = model;
-        settings.paths = {dir.path(), dir.path(), dir.path()};
+        settings.paths = {files.path(), files.path(), files.path()};
         settings.waitMs = waitMs;
         SimulationDriver driver(settings, logger, sink, control);
         return driver.run();
-    }
-
-    QString write(const QString &name, const QByteArray &text)
-    {
-        QFile f(dir.filePath(name));
-        if (!f.open(QIODevice::WriteOnly))
-            return QString();
-        f.write(text);
-        return f.fileName();
     }
 
 private slots:
     void reportsInTheOrderAClientExpects()
     {
         RecordingSink sink;
-        QCOMPARE(run(QStringLiteral(KVC_EXAMPLES_DIR "/heat1d-fast.lua"), sink), 0);
+        QCOMPARE(run(fastModel, sink), 0);
         QCOMPARE(sink.events,
             QStringList({"status1", "rules", "index", "info", "status2", "samples", "status3"}));
         QCOMPARE(sink.statuses,
@@ -151,31 +144,24 @@ private slots:
         QTest::addColumn<QStringList>("rules");
         QTest::addColumn<QStringList>("values"); // name [unit] rows x cols, indexed by type
 
-        const QString head
-            = QStringLiteral("Simulation{ name = 's', endTime = 2, timeStep = 1 }\n"
-                             "Mesh{ type = 'line', length = 1, cells = 2 }\n"
-                             "StateVar{ unit = 'K', initial = 1 }\n"
-                             "PropertySet{ conductivity = 1, density = 1, heatCapacity = 1 }\n");
+        const QByteArray head = rod(2);
         const QStringList solver {"time [s] 1x1", "fem.iteration [] 1x1", "fem.error [] 1x1"};
 
         QTest::newRow("example with an index")
-            << QStringLiteral(KVC_EXAMPLES_DIR "/heat1d-fast.lua")
-            << QStringList {"rod", "probes", "solver"}
+            << fastModel << QStringList {"rod", "probes", "solver"}
             << (QStringList {"T.max [degC] 1x1", "T.range [degC] 3x1", "q.left [W/m2] 1x1",
                     "T.probe [degC] 1x1 by 0"}
                    << solver);
         QTest::newRow("scalar values only")
-            << write("scalar.lua",
-                   (head
-                       + "MonitorRule{ name = 'bar', track = { { name = 'hot', quantity = 'max' }, "
-                         "{ name = 'v', quantity = 'script', cols = 2, unit = 'm' } } }\n"
-                         "MonitorRule{ name = 'cold', track = { { name = 'lo', quantity = 'min' } "
-                         "} }\n")
-                       .toUtf8())
+            << files.write(head
+                   + "MonitorRule{ name = 'bar', track = { { name = 'hot', quantity = 'max' }, "
+                     "{ name = 'v', quantity = 'script', cols = 2, unit = 'm' } } }\n"
+                     "MonitorRule{ name = 'cold', track = { { name = 'lo', quantity = 'min' } "
+                     "} }\n")
             << QStringList {"bar", "cold", "solver"}
             << (QStringList {"hot [K] 1x1", "v [m] 1x2", "lo [K] 1x1"} << solver);
         QTest::newRow("no rule of its own")
-            << write("norule.lua", head.toUtf8()) << QStringList {"solver"} << solver;
+            << files.write(head) << QStringList {"solver"} << solver;
     }
 
     void rulesAreNumberedModelFirst()
@@ -215,7 +201,7 @@ private slots:
     void everyBatchCarriesEveryValueWhole()
     {
         RecordingSink sink;
-        QCOMPARE(run(QStringLiteral(KVC_EXAMPLES_DIR "/heat1d-fast.lua"), sink), 0);
+        QCOMPARE(run(fastModel, sink), 0);
         QCOMPARE(sink.batches.size(), 41);
         qint64 lastMs = 0;
         for (int b = 0; b < sink.batches.size(); ++b) {
@@ -237,7 +223,7 @@ private slots:
 
     void indexTypeSetsIndexedBy()
     {
-        const QString model = write("index2.lua",
+        const QString model = files.write(
             "Simulation{ name = 'i', endTime = 2, timeStep = 1 }\n"
             "Mesh{ type = 'rectangle', width = 1, height = 1, cellsX = 2, cellsY = 2 }\n"
             "StateVar{ initial = function(x, y) return x + 10 * y end }\n"
@@ -258,41 +244,37 @@ private slots:
         QCOMPARE(sink.batches.first().last().values, QVector<double> {5.5});
     }
 
-    void cancelStopsAtTheEndOfTheStep()
+    // Both take effect at the end of the step under way.
+    void controlRequestsEndTheRun_data()
     {
-        RecordingSink sink;
-        sink.onBatch = [](RecordingSink &s) {
-            if (s.batches.size() == 5)
-                s.control->requestCancel();
-        };
-        QCOMPARE(run(QStringLiteral(KVC_EXAMPLES_DIR "/heat1d-fast.lua"), sink), 0);
-        QCOMPARE(sink.batches.size(), 5);
-        QCOMPARE(sink.statuses.last(), MonitorSink::Status::Canceled);
+        QTest::addColumn<bool>("terminate");
+        QTest::addColumn<int>("exitCode");
+        QTest::addColumn<int>("finalStatus");
+        QTest::newRow("cancel ends Canceled with the success code")
+            << false << int(SimulationDriver::Success) << int(MonitorSink::Status::Canceled);
+        QTest::newRow("terminate ends Aborted with the terminated code")
+            << true << int(SimulationDriver::Terminated) << int(MonitorSink::Status::Aborted);
     }
 
-    void terminateAbortsWithTheTerminatedCode()
+    void controlRequestsEndTheRun()
     {
+        QFETCH(bool, terminate);
         RecordingSink sink;
-        sink.onBatch = [](RecordingSink &s) {
+        sink.onBatch = [terminate](RecordingSink &s) {
             if (s.batches.size() == 3)
-                s.control->requestTerminate();
+                terminate ? s.control->requestTerminate() : s.control->requestCancel();
         };
-        QCOMPARE(run(QStringLiteral(KVC_EXAMPLES_DIR "/heat1d-fast.lua"), sink),
-            int(SimulationDriver::Terminated));
+        QTEST(run(fastModel, sink), "exitCode");
         QCOMPARE(sink.batches.size(), 3);
-        QCOMPARE(sink.statuses.last(), MonitorSink::Status::Aborted);
+        QTEST(int(sink.statuses.last()), "finalStatus");
     }
 
     // The request is there before the endless script starts: the instruction
     // hook has to break into it.
     void cancelBreaksIntoARunawayScript()
     {
-        const QString model = write("endless.lua",
-            "Simulation{ name = 'e', endTime = 3, timeStep = 1 }\n"
-            "Mesh{ type = 'line', length = 1, cells = 2 }\n"
-            "StateVar{ initial = 1 }\n"
-            "PropertySet{ conductivity = 1, density = 1, heatCapacity = 1 }\n"
-            "ProcessScript(function(s) while true do end end)\n");
+        const QString model
+            = files.write(rod(3) + "ProcessScript(function(s) while true do end end)\n");
         RecordingSink sink;
         sink.onRules = [](RecordingSink &s) { s.control->requestCancel(); };
         QCOMPARE(run(model, sink), 0);
@@ -303,7 +285,7 @@ private slots:
     void waitsForAClientBeforeLoading()
     {
         RecordingSink sink;
-        QCOMPARE(run(QStringLiteral(KVC_EXAMPLES_DIR "/heat1d-fast.lua"), sink, 0), 0);
+        QCOMPARE(run(fastModel, sink, 0), 0);
         QCOMPARE(sink.waitedFor, 0);
         QCOMPARE(sink.events.first(), QStringLiteral("wait"));
     }
@@ -311,7 +293,7 @@ private slots:
     void modelErrorIsReportedToTheSink()
     {
         const QString model
-            = write("broken.lua", "Simulation{ name = 'b' }\nerror('no mesh here')\n");
+            = files.write("broken.lua", "Simulation{ name = 'b' }\nerror('no mesh here')\n");
         RecordingSink sink;
         QCOMPARE(run(model, sink), int(SimulationDriver::ModelError));
         QCOMPARE(sink.statuses.last(), MonitorSink::Status::Aborted);
@@ -327,12 +309,8 @@ private slots:
 
     void untrackedScriptResultsAreWarnedAboutOnce()
     {
-        const QString model = write("stray.lua",
-            "Simulation{ name = 's', endTime = 3, timeStep = 1 }\n"
-            "Mesh{ type = 'line', length = 1, cells = 2 }\n"
-            "StateVar{ initial = 1 }\n"
-            "PropertySet{ conductivity = 1, density = 1, heatCapacity = 1 }\n"
-            "ProcessScript(function(s) return { 7, stray = 2 } end)\n");
+        const QString model
+            = files.write(rod(3) + "ProcessScript(function(s) return { 7, stray = 2 } end)\n");
         RecordingSink sink;
         QCOMPARE(run(model, sink), 0);
         QStringList warnings;
@@ -346,13 +324,11 @@ private slots:
 
     void processScriptValuesAreTracked()
     {
-        const QString model = write("script.lua",
-            "Simulation{ name = 's', endTime = 4, timeStep = 1 }\n"
-            "Mesh{ type = 'line', length = 1, cells = 2 }\n"
-            "StateVar{ initial = 1 }\n"
-            "PropertySet{ conductivity = 1, density = 1, heatCapacity = 1 }\n"
-            "MonitorRule{ name = 'r', track = { { name = 'v', quantity = 'script', rows = 2 } } }\n"
-            "ProcessScript{ every = 2, run = function(s) return { v = { s.step, #s.T } } end }\n");
+        const QString model = files.write(rod(4)
+            + "MonitorRule{ name = 'r', track = { { name = 'v', quantity = 'script', rows = 2 } } "
+              "}\n"
+              "ProcessScript{ every = 2, run = function(s) return { v = { s.step, #s.T } } end "
+              "}\n");
         RecordingSink sink;
         QCOMPARE(run(model, sink), 0);
         QVector<QVector<double>> v;

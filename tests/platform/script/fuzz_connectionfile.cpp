@@ -8,48 +8,30 @@
 #include "autoluaenv.h"
 #include "luaenv.h"
 #include "luatable.h"
+#include "scriptfile.h"
 
-#include <QDir>
-#include <QFile>
-#include <QFileInfo>
 #include <QStringList>
-#include <QTemporaryDir>
 
 #include <cstdint>
-#include <cstdio>
-
-namespace {
-
-// The reader takes a file name, so each input goes through one file in a
-// per-process folder, rewritten for every input.
-const QString &scriptFile()
-{
-    static QTemporaryDir dir;
-    static const QString name = dir.filePath(QStringLiteral("connection.txt"));
-    return name;
-}
-
-} // namespace
+#include <cstdlib>
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 {
-    const QString &fileName = scriptFile();
-    std::FILE *f = std::fopen(QFile::encodeName(fileName).constData(), "wb");
-    if (!f)
-        std::abort();
-    if (size > 0 && std::fwrite(data, 1, size, f) != size)
-        std::abort();
-    std::fclose(f);
+    // The reader takes a file name: each input goes through one file,
+    // rewritten for every input.
+    static ScriptFiles files;
+    const QString fileName = files.write(QStringLiteral("connection.txt"),
+        QByteArray::fromRawData(reinterpret_cast<const char *>(data), int(size)));
 
     // Same sequence as the dialog: fresh environment, three reads that pop.
-    AutoLuaEnv env(255);
+    AutoLuaEnv env(LuaEnv::AllLibraries);
     QString error;
     if (!env.runScript(fileName, QString(), error)) {
         if (error.isEmpty())
             std::abort(); // a failure must always say why
         return 0;
     }
-    const auto option = static_cast<LuaEnv::StackOption>(2);
+    const auto option = LuaEnv::PopFromStack;
     const QString ip = env.getGlobal("ip", option).toString();
     const unsigned int port = env.getGlobal("port", option).toUInt();
     const QVariant addressesValue = env.getGlobal("addresses", option);
@@ -69,9 +51,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 
 #include "fuzzreplay.h"
 
-int main(int argc, char *argv[])
-{
-    return replayFuzzInputs(argc, argv);
-}
+int main(int argc, char *argv[]) { return replayFuzzInputs(argc, argv); }
 
 #endif

@@ -1,7 +1,7 @@
 #include "autoluaenv.h"
 #include "luatable.h"
+#include "scriptfile.h"
 
-#include <QTemporaryDir>
 #include <QtTest>
 
 class LuaEnvTest : public QObject
@@ -9,22 +9,20 @@ class LuaEnvTest : public QObject
     Q_OBJECT
 
 private:
-    QTemporaryDir dir;
-    int fileCount = 0;
+    ScriptFiles files;
 
-    QString writeScript(const QByteArray &text)
+    // Runs `script` in `env`: empty on success, else the error text. A
+    // success that touches the error text, or a failure that gives none, is
+    // reported as such.
+    QString run(LuaEnv &env, const QByteArray &script, const QString &args = QString())
     {
-        const QString name = dir.filePath(QStringLiteral("script%1.lua").arg(++fileCount));
-        QFile file(name);
-        if (!file.open(QIODevice::WriteOnly))
-            qFatal("cannot write %s", qPrintable(name));
-        file.write(text);
-        return name;
+        QString error = QStringLiteral("untouched");
+        if (env.runScript(files.write(script), args, error))
+            return error == QLatin1String("untouched") ? QString() : "success set: " + error;
+        return error.isEmpty() || error == QLatin1String("untouched") ? "no reason given" : error;
     }
 
 private slots:
-    void initTestCase() { QVERIFY(dir.isValid()); }
-
     void luaTableIsRegisteredUnderItsName()
     {
         QVERIFY(QMetaType::type("LuaTable") != QMetaType::UnknownType);
@@ -68,9 +66,8 @@ private slots:
     {
         QFETCH(QByteArray, script);
         QFETCH(QVariant, expected);
-        AutoLuaEnv env(255);
-        QString error;
-        QVERIFY2(env.runScript(writeScript(script), QString(), error), qPrintable(error));
+        AutoLuaEnv env(LuaEnv::AllLibraries);
+        QCOMPARE(run(env, script), QString());
         QCOMPARE(env.getGlobal("g", LuaEnv::PopFromStack), expected);
         QCOMPARE(env.stackSize(), 0);
     }
@@ -96,9 +93,8 @@ private slots:
         QFETCH(QByteArray, script);
         QFETCH(QStringList, strings);
         QFETCH(int, count);
-        AutoLuaEnv env(255);
-        QString error;
-        QVERIFY2(env.runScript(writeScript(script), QString(), error), qPrintable(error));
+        AutoLuaEnv env(LuaEnv::AllLibraries);
+        QCOMPARE(run(env, script), QString());
         const QVariant value = env.getGlobal("t", LuaEnv::PopFromStack);
         QVERIFY(value.canConvert<LuaTable>());
         const LuaTable table = value.value<LuaTable>();
@@ -109,10 +105,8 @@ private slots:
 
     void tableValuesAndNesting()
     {
-        AutoLuaEnv env(255);
-        QString error;
-        QVERIFY2(env.runScript(writeScript("t = {'a', port = 7, sub = {1, 2}}"), QString(), error),
-            qPrintable(error));
+        AutoLuaEnv env(LuaEnv::AllLibraries);
+        QCOMPARE(run(env, "t = {'a', port = 7, sub = {1, 2}}"), QString());
         const LuaTable table = env.getGlobal("t", LuaEnv::PopFromStack).value<LuaTable>();
         QCOMPARE(table.value(1), QVariant(QString("a")));
         QCOMPARE(table.value(QString("port")), QVariant(qlonglong(7)));
@@ -123,9 +117,8 @@ private slots:
 
     void cyclicTableIsReadWithinBounds()
     {
-        AutoLuaEnv env(255);
-        QString error;
-        QVERIFY(env.runScript(writeScript("t = {} t.a = t t.b = t t[1] = t"), QString(), error));
+        AutoLuaEnv env(LuaEnv::AllLibraries);
+        QCOMPARE(run(env, "t = {} t.a = t t.b = t t[1] = t"), QString());
         LuaTable table = env.getGlobal("t", LuaEnv::PopFromStack).value<LuaTable>();
         QVERIFY(!table.isNull());
         // The copy is cut off in depth (and in size) instead of following the cycle.
@@ -140,9 +133,8 @@ private slots:
 
     void stringIsNotATable()
     {
-        AutoLuaEnv env(255);
-        QString error;
-        QVERIFY(env.runScript(writeScript("t = 'a string'"), QString(), error));
+        AutoLuaEnv env(LuaEnv::AllLibraries);
+        QCOMPARE(run(env, "t = 'a string'"), QString());
         const QVariant value = env.getGlobal("t", LuaEnv::PopFromStack);
         QVERIFY(!value.canConvert<LuaTable>());
         QVERIFY(value.value<LuaTable>().isNull());
@@ -150,24 +142,21 @@ private slots:
 
     void argumentReachesTheScriptAsVararg()
     {
-        const QString file = writeScript("a, b = ...");
-        QString error;
         {
-            AutoLuaEnv env(255);
-            QVERIFY(env.runScript(file, QStringLiteral("hello"), error));
+            AutoLuaEnv env(LuaEnv::AllLibraries);
+            QCOMPARE(run(env, "a, b = ...", QStringLiteral("hello")), QString());
             QCOMPARE(env.getGlobal("a", LuaEnv::PopFromStack), QVariant(QString("hello")));
             QVERIFY(!env.getGlobal("b", LuaEnv::PopFromStack).isValid());
         }
-        AutoLuaEnv env(255);
-        QVERIFY(env.runScript(file, QString(), error));
+        AutoLuaEnv env(LuaEnv::AllLibraries);
+        QCOMPARE(run(env, "a, b = ..."), QString());
         QVERIFY(!env.getGlobal("a", LuaEnv::PopFromStack).isValid());
     }
 
     void keepOnStackKeepsValuesUntilPopped()
     {
-        AutoLuaEnv env(255);
-        QString error;
-        QVERIFY(env.runScript(writeScript("a = 1 b = 'x'"), QString(), error));
+        AutoLuaEnv env(LuaEnv::AllLibraries);
+        QCOMPARE(run(env, "a = 1 b = 'x'"), QString());
         QCOMPARE(env.getGlobal("a", LuaEnv::KeepOnStack), QVariant(qlonglong(1)));
         QCOMPARE(env.getGlobal("b", LuaEnv::KeepOnStack), QVariant(QString("x")));
         QCOMPARE(env.stackSize(), 2);
@@ -179,10 +168,8 @@ private slots:
 
     void librariesFollowTheMask()
     {
-        const QString file = writeScript("t = type(table) m = type(math) s = type(string)");
-        QString error;
         AutoLuaEnv env(LuaEnv::BaseLibrary | LuaEnv::MathLibrary);
-        QVERIFY(env.runScript(file, QString(), error));
+        QCOMPARE(run(env, "t = type(table) m = type(math) s = type(string)"), QString());
         QCOMPARE(env.getGlobal("t", LuaEnv::PopFromStack), QVariant(QString("nil")));
         QCOMPARE(env.getGlobal("m", LuaEnv::PopFromStack), QVariant(QString("table")));
         QCOMPARE(env.getGlobal("s", LuaEnv::PopFromStack), QVariant(QString("nil")));
@@ -190,11 +177,9 @@ private slots:
 
     void globalsMetatableIsNotRun()
     {
-        AutoLuaEnv env(255);
-        QString error;
-        QVERIFY(env.runScript(
-            writeScript("setmetatable(_G, {__index = function() while true do end end})"),
-            QString(), error));
+        AutoLuaEnv env(LuaEnv::AllLibraries);
+        QCOMPARE(
+            run(env, "setmetatable(_G, {__index = function() while true do end end})"), QString());
         QVERIFY(!env.getGlobal("missing", LuaEnv::PopFromStack).isValid());
     }
 
@@ -202,75 +187,67 @@ private slots:
     {
         QTest::addColumn<QByteArray>("script");
         QTest::addColumn<QString>("errorPart");
+        auto row = [](const char *name, const QByteArray &script, const char *errorPart) {
+            QTest::newRow(name) << script << QString::fromLatin1(errorPart);
+        };
+        const char *const time = "script ran longer than 1 s";
+        const char *const memory = "script exceeded 16 MiB of memory";
+        const QByteArray hugeLength = "setmetatable({}, {__len = function() return 1 << 53 end})";
 
-        QTest::newRow("endless loop")
-            << QByteArray("while true do end") << "script ran longer than 1 s";
-        QTest::newRow("endless loop that catches errors")
-            << QByteArray("while true do pcall(function() while true do end end) end")
-            << "script ran longer than 1 s";
-        QTest::newRow("endless tail recursion")
-            << QByteArray("local function f() return f() end f()") << "script ran longer than 1 s";
-        QTest::newRow("memory bomb by doubling")
-            << QByteArray("local s = 'x' while true do s = s .. s end")
-            << "script exceeded 16 MiB of memory";
-        QTest::newRow("memory bomb by table")
-            << QByteArray("local t = {} local i = 0 while true do i = i + 1 t[i] = {i} end")
-            << "script exceeded 16 MiB of memory";
-        QTest::newRow("one huge allocation") << QByteArray("local s = string.rep('x', 1 << 30)")
-                                             << "script exceeded 16 MiB of memory";
-        QTest::newRow("os.execute")
-            << QByteArray("os.execute('touch /tmp/pwned')") << "global 'os'";
-        QTest::newRow("io.open") << QByteArray("io.open('/etc/passwd')") << "global 'io'";
-        QTest::newRow("require") << QByteArray("require('os')") << "global 'require'";
-        QTest::newRow("load") << QByteArray("load('\\27Lua')()") << "global 'load'";
-        QTest::newRow("dofile") << QByteArray("dofile('/etc/passwd')") << "global 'dofile'";
-        QTest::newRow("debug library") << QByteArray("debug.sethook()") << "global 'debug'";
-        QTest::newRow("string patterns") << QByteArray("string.find('a', 'a')") << "field 'find'";
-        QTest::newRow("string.dump") << QByteArray("string.dump(print)") << "field 'dump'";
-        QTest::newRow("binary chunk")
-            << QByteArray("\x1bLuaT\x00\x19\x93\r\n\x1a\n", 12) << "binary chunks are not accepted";
-        QTest::newRow("syntax error") << QByteArray("port = = 5") << "syntax error";
-        QTest::newRow("runtime error names the line")
-            << QByteArray("\n\nerror('boom')") << ":3: boom";
-        QTest::newRow("table.move over a range no table can hold")
-            << QByteArray("table.move({}, 1, 1 << 53, 1)") << "range too large";
-        QTest::newRow("table.move from a negative index")
-            << QByteArray("table.move({}, math.mininteger, -1, 1)") << "range too large";
-        QTest::newRow("table.move repeated until the time is up") << QByteArray(
-            "while true do table.move({}, 1, 1000000, 2) end") << "script ran longer than 1 s";
-        QTest::newRow("table.remove under a huge __len") << QByteArray(
-            "table.remove(setmetatable({}, {__len = function() return 1 << 53 end}), 1)")
-                                                         << "table too long to shift";
-        QTest::newRow("table.insert under a huge __len") << QByteArray(
-            "table.insert(setmetatable({}, {__len = function() return 1 << 53 end}), 1, 0)")
-                                                         << "table too long to shift";
-        QTest::newRow("empty error text is replaced")
-            << QByteArray("error('', 0)") << "script raised an empty error";
-        QTest::newRow("error value that is not text")
-            << QByteArray("error({})") << "not a text (a table value)";
+        row("endless loop", "while true do end", time);
+        row("endless loop that catches errors",
+            "while true do pcall(function() while true do end end) end", time);
+        row("endless tail recursion", "local function f() return f() end f()", time);
+        row("memory bomb by doubling", "local s = 'x' while true do s = s .. s end", memory);
+        row("memory bomb by table",
+            "local t = {} local i = 0 while true do i = i + 1 t[i] = {i} end", memory);
+        // Each block small, so only the running total can reach the limit.
+        row("memory bomb of small blocks", "local list while true do list = {next = list} end",
+            memory);
+        row("one huge allocation", "local s = string.rep('x', 1 << 30)", memory);
+        row("os.execute", "os.execute('touch /tmp/pwned')", "global 'os'");
+        row("io.open", "io.open('/etc/passwd')", "global 'io'");
+        row("require", "require('os')", "global 'require'");
+        row("load", "load('\\27Lua')()", "global 'load'");
+        row("dofile", "dofile('/etc/passwd')", "global 'dofile'");
+        row("debug library", "debug.sethook()", "global 'debug'");
+        row("string patterns", "string.find('a', 'a')", "field 'find'");
+        row("string.dump", "string.dump(print)", "field 'dump'");
+        row("binary chunk", QByteArray("\x1bLuaT\x00\x19\x93\r\n\x1a\n", 12),
+            "binary chunks are not accepted");
+        row("syntax error", "port = = 5", "syntax error");
+        row("runtime error names the line", "\n\nerror('boom')", ":3: boom");
+        row("table.move over a range no table can hold", "table.move({}, 1, 1 << 53, 1)",
+            "range too large");
+        row("table.move from a negative index", "table.move({}, math.mininteger, -1, 1)",
+            "range too large");
+        row("table.move repeated until the time is up",
+            "while true do table.move({}, 1, 1000000, 2) end", time);
+        row("table.remove under a huge __len", "table.remove(" + hugeLength + ", 1)",
+            "table too long to shift");
+        row("table.insert under a huge __len", "table.insert(" + hugeLength + ", 1, 0)",
+            "table too long to shift");
+        row("empty error text is replaced", "error('', 0)", "script raised an empty error");
+        row("error value that is not text", "error({})", "not a text (a table value)");
     }
 
     void hostileScripts()
     {
         QFETCH(QByteArray, script);
         QFETCH(QString, errorPart);
-        AutoLuaEnv env(255);
-        QString error;
-        QVERIFY(!env.runScript(writeScript(script), QString(), error));
+        AutoLuaEnv env(LuaEnv::AllLibraries);
+        const QString error = run(env, script);
         QVERIFY2(error.contains(errorPart), qPrintable(error));
 
         // The same environment stays usable after the failure.
-        QString again;
-        QVERIFY2(env.runScript(writeScript("ok = 1"), QString(), again), qPrintable(again));
+        QCOMPARE(run(env, "ok = 1"), QString());
         QCOMPARE(env.getGlobal("ok", LuaEnv::PopFromStack), QVariant(qlonglong(1)));
     }
 
     void hugeErrorTextIsCut()
     {
-        AutoLuaEnv env(255);
-        QString error;
-        QVERIFY(
-            !env.runScript(writeScript("error(string.rep('x', 1 << 20), 0)"), QString(), error));
+        AutoLuaEnv env(LuaEnv::AllLibraries);
+        const QString error = run(env, "error(string.rep('x', 1 << 20), 0)");
         QVERIFY(error.startsWith("xxx"));
         QVERIFY2(error.size() < 2000, qPrintable(QString::number(error.size())));
     }
@@ -278,12 +255,10 @@ private slots:
     void repeatedBigStringIsCopiedWithinBounds()
     {
         // 1000 references to one 6 MiB string would be 1000 copies of it.
-        AutoLuaEnv env(255);
-        QString error;
-        QVERIFY2(env.runScript(writeScript("local s = string.rep('x', 6 << 20) t = {}"
-                                           " for i = 1, 1000 do t[i] = s end"),
-                     QString(), error),
-            qPrintable(error));
+        AutoLuaEnv env(LuaEnv::AllLibraries);
+        QCOMPARE(
+            run(env, "local s = string.rep('x', 6 << 20) t = {} for i = 1, 1000 do t[i] = s end"),
+            QString());
         const LuaTable table = env.getGlobal("t", LuaEnv::PopFromStack).value<LuaTable>();
         const QStringList list = table.toStringList();
         QCOMPARE(list.size(), 2);
@@ -292,39 +267,31 @@ private slots:
 
     void missingFileIsAnError()
     {
-        AutoLuaEnv env(255);
+        AutoLuaEnv env(LuaEnv::AllLibraries);
         QString error;
-        QVERIFY(!env.runScript(dir.filePath("nothing-here.txt"), QString(), error));
+        QVERIFY(!env.runScript(files.filePath("nothing-here.txt"), QString(), error));
         QVERIFY2(
             error.contains("cannot open") && error.contains("nothing-here.txt"), qPrintable(error));
     }
 
     void refusedAllocationCanBeCaught()
     {
-        AutoLuaEnv env(255);
-        QString error;
-        QVERIFY2(env.runScript(writeScript("ok = pcall(string.rep, 'x', 64 * 1024 * 1024)"),
-                     QString(), error),
-            qPrintable(error));
+        AutoLuaEnv env(LuaEnv::AllLibraries);
+        QCOMPARE(run(env, "ok = pcall(string.rep, 'x', 64 * 1024 * 1024)"), QString());
         QCOMPARE(env.getGlobal("ok", LuaEnv::PopFromStack), QVariant(false));
     }
 
     void finalizersAreRefused()
     {
         // Lua runs finalizers without hooks: one that loops could not be stopped.
-        AutoLuaEnv env(255);
-        QString error;
-        QVERIFY(!env.runScript(
-            writeScript("setmetatable({}, {__gc = function() while true do end end}) done = 1"),
-            QString(), error));
+        AutoLuaEnv env(LuaEnv::AllLibraries);
+        const QString error
+            = run(env, "setmetatable({}, {__gc = function() while true do end end}) done = 1");
         QVERIFY2(error.contains("finalizers (__gc) are not allowed"), qPrintable(error));
         QVERIFY(!env.getGlobal("done", LuaEnv::PopFromStack).isValid());
         // Metatables without a finalizer still work.
-        QVERIFY2(
-            env.runScript(writeScript("t = setmetatable({}, {__index = function() return 4 end})"
-                                      " v = t.x"),
-                QString(), error),
-            qPrintable(error));
+        QCOMPARE(run(env, "t = setmetatable({}, {__index = function() return 4 end}) v = t.x"),
+            QString());
         QCOMPARE(env.getGlobal("v", LuaEnv::PopFromStack), QVariant(qlonglong(4)));
     }
 };

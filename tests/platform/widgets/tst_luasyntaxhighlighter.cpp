@@ -44,6 +44,8 @@ private slots:
             << "a = \"x\\\"y\" .. 'z'" << QStringList {"ppppssssssppppsss"};
         QTest::newRow("numbers: decimal, exponent, hex, leading dot")
             << "1 2.5e-3 0xFF .5 x1" << QStringList {"npnnnnnnpnnnnpnnppp"};
+        QTest::newRow("numbers: glued to a word, binary exponent, exponent without digits")
+            << "3abc 0x1p-2 1e 5E+2" << QStringList {"pppppnnnnnnppppnnnn"};
         QTest::newRow("line comment runs to the end")
             << "x = 1 -- end of 'line'" << QStringList {"ppppnpcccccccccccccccc"};
         QTest::newRow("long string across lines")

@@ -114,23 +114,15 @@ private slots:
         }
     }
 
-    void keysAreIndependent()
+    void keysAreRememberedAndForgottenApart()
     {
         ModalAnswerer answerer;
         answerer.queueAnswer(QMessageBox::Ok, true);
         ask(true, "A", QMessageBox::Ok, QMessageBox::NoButton);
         answerer.queueAnswer(QMessageBox::Ok);
         ask(true, "B", QMessageBox::Ok, QMessageBox::NoButton);
-        QCOMPARE(answerer.count(), 2);
         QVERIFY(QtOptionalMessageBox::isSilenced("A"));
         QVERIFY(!QtOptionalMessageBox::isSilenced("B"));
-    }
-
-    void forgettingShowsTheBoxAgain()
-    {
-        ModalAnswerer answerer;
-        answerer.queueAnswer(QMessageBox::Ok, true);
-        ask(true, "A", QMessageBox::Ok, QMessageBox::NoButton);
         answerer.queueAnswer(QMessageBox::Ok, true);
         ask(true, "B", QMessageBox::Ok, QMessageBox::NoButton);
         QtOptionalMessageBox::forget("A");
@@ -140,7 +132,7 @@ private slots:
         QVERIFY(!QtOptionalMessageBox::isSilenced("B"));
         answerer.queueAnswer(QMessageBox::Ok);
         ask(true, "B", QMessageBox::Ok, QMessageBox::NoButton);
-        QCOMPARE(answerer.count(), 3);
+        QCOMPARE(answerer.count(), 4);
     }
 
     void emptyKeyIsNeverSilenced()

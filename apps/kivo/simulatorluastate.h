@@ -11,13 +11,23 @@ class SimulationControl;
 // A Lua 5.4 state for model and configuration scripts: no io, os.execute,
 // io.popen, package loading or binary chunks, a memory cap, and an instruction
 // hook that stops a runaway script once a stop is requested.
-class LuaSandbox
+//
+// Not the client library's LuaEnv, although both cap memory in the allocator
+// and watch from a hook: LuaEnv reads a few values out of connection files of
+// unknown origin, so it allows one second, 16 MiB, no string patterns and no
+// access to the state. A model is the user's own program: it runs for hours
+// under a limit of its configuration's choosing, uses the whole string
+// library, coroutines and os.clock, is driven through the Lua API by
+// ModelLoader, and ends when the run is stopped, not when a clock says so.
+// The simulator also stands on the other side of the wire from the client
+// and links none of its libraries.
+class SimulatorLuaState
 {
 public:
-    explicit LuaSandbox(std::size_t memoryLimitBytes = std::size_t(512) << 20);
-    ~LuaSandbox();
-    LuaSandbox(const LuaSandbox &) = delete;
-    LuaSandbox &operator=(const LuaSandbox &) = delete;
+    explicit SimulatorLuaState(std::size_t memoryLimitBytes = std::size_t(512) << 20);
+    ~SimulatorLuaState();
+    SimulatorLuaState(const SimulatorLuaState &) = delete;
+    SimulatorLuaState &operator=(const SimulatorLuaState &) = delete;
 
     lua_State *state() const { return L; }
     // Where print() goes; by default nowhere.

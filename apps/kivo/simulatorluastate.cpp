@@ -1,4 +1,4 @@
-#include "luasandbox.h"
+#include "simulatorluastate.h"
 
 #include "simulationcontrol.h"
 
@@ -19,15 +19,18 @@ dofile = nil
 loadfile = nil
 )lua";
 
-LuaSandbox *sandboxOf(lua_State *L) { return *static_cast<LuaSandbox **>(lua_getextraspace(L)); }
+SimulatorLuaState *stateOf(lua_State *L)
+{
+    return *static_cast<SimulatorLuaState **>(lua_getextraspace(L));
+}
 
 } // namespace
 
-LuaSandbox::LuaSandbox(std::size_t memoryLimitBytes)
+SimulatorLuaState::SimulatorLuaState(std::size_t memoryLimitBytes)
     : limit(memoryLimitBytes)
 {
-    L = lua_newstate(&LuaSandbox::allocate, this);
-    *static_cast<LuaSandbox **>(lua_getextraspace(L)) = this;
+    L = lua_newstate(&SimulatorLuaState::allocate, this);
+    *static_cast<SimulatorLuaState **>(lua_getextraspace(L)) = this;
 
     luaL_requiref(L, LUA_GNAME, luaopen_base, 1);
     luaL_requiref(L, LUA_TABLIBNAME, luaopen_table, 1);
@@ -47,22 +50,25 @@ LuaSandbox::LuaSandbox(std::size_t memoryLimitBytes)
     lua_setglobal(L, "os");
     lua_settop(L, 0);
 
-    lua_pushcfunction(L, &LuaSandbox::print);
+    lua_pushcfunction(L, &SimulatorLuaState::print);
     lua_setglobal(L, "print");
 
     luaL_loadbufferx(L, prelude, std::strlen(prelude), "=prelude", "t");
     lua_call(L, 0, 0);
 
-    lua_sethook(L, &LuaSandbox::hook, LUA_MASKCOUNT, 10000);
+    lua_sethook(L, &SimulatorLuaState::hook, LUA_MASKCOUNT, 10000);
 }
 
-LuaSandbox::~LuaSandbox() { lua_close(L); }
+SimulatorLuaState::~SimulatorLuaState() { lua_close(L); }
 
-void LuaSandbox::setPrinter(std::function<void(const QString &)> p) { printer = std::move(p); }
+void SimulatorLuaState::setPrinter(std::function<void(const QString &)> p)
+{
+    printer = std::move(p);
+}
 
-void LuaSandbox::setControl(const SimulationControl *c) { control = c; }
+void SimulatorLuaState::setControl(const SimulationControl *c) { control = c; }
 
-bool LuaSandbox::runFile(const QString &path, QString &error)
+bool SimulatorLuaState::runFile(const QString &path, QString &error)
 {
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly)) {
@@ -80,7 +86,7 @@ bool LuaSandbox::runFile(const QString &path, QString &error)
     return call(0, 0, error);
 }
 
-bool LuaSandbox::call(int nargs, int nresults, QString &error)
+bool SimulatorLuaState::call(int nargs, int nresults, QString &error)
 {
     if (lua_pcall(L, nargs, nresults, 0) != LUA_OK) {
         error = describe(L, -1);
@@ -90,7 +96,7 @@ bool LuaSandbox::call(int nargs, int nresults, QString &error)
     return true;
 }
 
-QString LuaSandbox::describe(lua_State *L, int idx)
+QString SimulatorLuaState::describe(lua_State *L, int idx)
 {
     switch (lua_type(L, idx)) {
     case LUA_TSTRING:
@@ -112,9 +118,9 @@ QString LuaSandbox::describe(lua_State *L, int idx)
     }
 }
 
-void *LuaSandbox::allocate(void *ud, void *ptr, std::size_t osize, std::size_t nsize)
+void *SimulatorLuaState::allocate(void *ud, void *ptr, std::size_t osize, std::size_t nsize)
 {
-    auto *self = static_cast<LuaSandbox *>(ud);
+    auto *self = static_cast<SimulatorLuaState *>(ud);
     const std::size_t old = ptr ? osize : 0;
     if (nsize == 0) {
         std::free(ptr);
@@ -132,9 +138,9 @@ void *LuaSandbox::allocate(void *ud, void *ptr, std::size_t osize, std::size_t n
     return p;
 }
 
-int LuaSandbox::print(lua_State *L)
+int SimulatorLuaState::print(lua_State *L)
 {
-    LuaSandbox *self = sandboxOf(L);
+    SimulatorLuaState *self = stateOf(L);
     QStringList parts;
     const int n = lua_gettop(L);
     for (int i = 1; i <= n; ++i)
@@ -144,9 +150,9 @@ int LuaSandbox::print(lua_State *L)
     return 0;
 }
 
-void LuaSandbox::hook(lua_State *L, lua_Debug *)
+void SimulatorLuaState::hook(lua_State *L, lua_Debug *)
 {
-    LuaSandbox *self = sandboxOf(L);
+    SimulatorLuaState *self = stateOf(L);
     if (self->control && self->control->stopRequested())
         luaL_error(L, "script stopped: the simulation was asked to stop");
 }
