@@ -4,6 +4,7 @@
 #include "modalanswerer.h"
 #include "qtoptionalmessagebox.h"
 #include "scopedlocale.h"
+#include "scriptfile.h"
 
 #include <QCheckBox>
 #include <QComboBox>
@@ -55,18 +56,7 @@ class KvcMonitorDlgTest : public QObject
     Q_OBJECT
 
 private:
-    QTemporaryDir dir;
-    int fileCount = 0;
-
-    QString writeFile(const QByteArray &text)
-    {
-        const QString name = dir.filePath(QStringLiteral("connection%1.txt").arg(++fileCount));
-        QFile file(name);
-        if (!file.open(QIODevice::WriteOnly))
-            qFatal("cannot write %s", qPrintable(name));
-        file.write(text);
-        return name;
-    }
+    ScriptFiles dir;
 
     static void store(const QVariant &names, const QVariant &addresses)
     {
@@ -123,7 +113,6 @@ private:
 private slots:
     void initTestCase()
     {
-        QVERIFY(dir.isValid());
         qRegisterMetaType<KvCommClient *>();
         QStandardPaths::setTestModeEnabled(true);
         QCoreApplication::setOrganizationName(
@@ -445,7 +434,7 @@ private slots:
         QFETCH(QString, error);
 
         const QString file = script.isNull() ? QString(KVC_EXAMPLES_DIR "/connection-localhost.txt")
-                                             : writeFile(script);
+                                             : dir.write(script);
         store(QStringList {"lab"}, QStringList {"10.0.0.5", "6174"});
         ModalAnswerer answerer;
         KvcMonitorDlg dlg(group, dir.path(), 7);

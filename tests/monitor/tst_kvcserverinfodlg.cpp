@@ -55,8 +55,7 @@ private slots:
     {
         KvCommClient client;
         KvcServerInfoDlg dlg(&client);
-        const QPixmap logo = dlg.findChild<QLabel *>("label_6")->pixmap(Qt::ReturnByValue);
-        QCOMPARE(logo.size(), QSize(128, 128));
+        QVERIFY(!dlg.findChild<QLabel *>("label_6")->pixmap(Qt::ReturnByValue).isNull());
         handleNextModal(
             [](QWidget *w) { w->findChild<QPushButton *>("okBtn")->click(); }, "KvcServerInfoDlg");
         QCOMPARE(dlg.exec(), int(QDialog::Accepted));
