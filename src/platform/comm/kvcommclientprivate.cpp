@@ -437,12 +437,17 @@ bool KvCommClientPrivate::handle(KvCommMessage &m)
         break;
     }
     case TrackedDataInfo: {
-        const KvCommClientTrackedRuleDataInfo info = m.trackedInfo;
+        KvCommClientTrackedRuleDataInfo info;
+        info.id = m.trackedId;
+        info.name = m.name;
+        info.description = m.description;
+        info.unit = m.unit;
         ok = store->updateTrackedDataInfo(info, &err);
         break;
     }
     case IndexData: {
-        const KvCommClientTrackedIndexData data = m.indexData;
+        const KvCommClientTrackedIndexData data(
+            KvCommClientTrackedIndexData::IndexType(m.indexType), m.indexLines);
         ok = store->addTrackedIndexData(m.ruleId, data, m.elapsedTime, &err);
         break;
     }
