@@ -5,6 +5,7 @@
 #include "kvcommframewriter.h"
 
 #include <QThread>
+#include <QtEndian>
 #include <QtTest>
 
 #include <atomic>
@@ -58,6 +59,8 @@ private slots:
     void droppedClientReadsWholeFramesThenWhy();
     void misbehavingClientIsDropped_data();
     void misbehavingClientIsDropped();
+    void aClientFrameOfTheLargestSizeIsRead();
+    void aClientGoneInsideAFrameIsReported();
     void silentClientIsDroppedByTheHeartbeat();
     void closeAllAfterFlushDeliversTheFinalStatus();
     void closeAllAfterFlushWithoutClients();
@@ -371,6 +374,45 @@ void tst_KvCommServer::misbehavingClientIsDropped()
     QTRY_COMPARE(raw.state(), QAbstractSocket::UnconnectedState);
     const QVector<KvCommMessage> msgs = messagesOf(got);
     QCOMPARE(!msgs.isEmpty() && msgs.last().type == KvCommProtocol::Error, toldWhy);
+}
+
+void tst_KvCommServer::aClientFrameOfTheLargestSizeIsRead()
+{
+    KvCommServer server;
+    server.setControlOptions(KvCommControlCancel);
+    QVERIFY(server.listen(QHostAddress::LocalHost));
+    QSignalSpy dropped(&server, &KvCommServer::clientDropped);
+    QSignalSpy canceled(&server, &KvCommServer::cancelRequested);
+    // A message of a type to come, as large as a frame may be, then a request.
+    QByteArray big = QByteArray::fromHex("00000000 a2 00 1863 01 5a00000000");
+    qToBigEndian<quint32>(KvCommProtocol::MaxFrameSize, big.data());
+    qToBigEndian<quint32>(KvCommProtocol::MaxFrameSize - 10, big.data() + 10);
+    big.append(int(KvCommProtocol::MaxFrameSize - 10), 'x');
+    QTcpSocket raw;
+    raw.connectToHost(QHostAddress::LocalHost, server.serverPort());
+    QVERIFY(raw.waitForConnected(5000));
+    raw.write(KvCommFrameWriter::hello(1) + big + KvCommFrameWriter::controlRequest(2));
+    QTRY_COMPARE_WITH_TIMEOUT(canceled.count(), 1, 30000);
+    QCOMPARE(dropped.count(), 0);
+    QCOMPARE(server.clientCount(), 1);
+}
+
+void tst_KvCommServer::aClientGoneInsideAFrameIsReported()
+{
+    KvCommServer server;
+    QVERIFY(server.listen(QHostAddress::LocalHost));
+    QSignalSpy dropped(&server, &KvCommServer::clientDropped);
+    QSignalSpy left(&server, &KvCommServer::clientDisconnected);
+    QTcpSocket raw;
+    raw.connectToHost(QHostAddress::LocalHost, server.serverPort());
+    QVERIFY(raw.waitForConnected(5000));
+    raw.write(KvCommFrameWriter::hello(1) + KvCommFrameWriter::controlRequest(2).left(6));
+    raw.disconnectFromHost();
+    QTRY_COMPARE(left.count(), 1);
+    QCOMPARE(dropped.count(), 1);
+    QCOMPARE(dropped.first().at(1).toString(),
+        QStringLiteral("Client %1 dropped: it closed the connection in the middle of a message")
+            .arg(dropped.first().at(0).toString()));
 }
 
 void tst_KvCommServer::silentClientIsDroppedByTheHeartbeat()
