@@ -217,7 +217,11 @@ template<int N>
 constexpr Schema schema(const char *name, quint64 type, const Field (&fields)[N],
     bool (*complete)(void *, QString *) = nullptr)
 {
-    return Schema {name, type, fields, N, complete};
+    static_assert(N <= 64, "the decoder marks the keys seen in 64 bits");
+    quint64 required = 0;
+    for (int i = 0; i < N; ++i)
+        required |= fields[i].required ? quint64(1) << i : 0;
+    return Schema {name, type, fields, N, required, complete};
 }
 
 constexpr Schema schema(const char *name, quint64 type) { return Schema {name, type}; }
@@ -396,8 +400,6 @@ constexpr bool numberedByType()
     return true;
 }
 static_assert(numberedByType(), "message() finds a schema by its place");
-static_assert(std::size(valueFields) <= 64 && std::size(ruleFields) <= 64,
-    "the decoder marks the keys seen in 64 bits");
 
 QString bound(qint64 v)
 {

@@ -65,6 +65,7 @@ struct Schema {
     quint64 type = 0; ///< message type; 0 for a map inside a message
     const Field *fields = nullptr;
     int count = 0;
+    quint64 required = 0; ///< bit i: fields[i] is required
     /// Checks across fields once all are decoded, and fills derived members.
     bool (*complete)(void *record, QString *error) = nullptr;
 };

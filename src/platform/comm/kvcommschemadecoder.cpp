@@ -30,21 +30,23 @@ Decoder::Decoder(const char *data, qsizetype size)
     , m_size(size)
 { }
 
-bool Decoder::fail(const QString &message)
+bool Decoder::cborFailed()
 {
-    if (error.isEmpty())
-        error = message;
-    return false;
+    return fail(QStringLiteral("malformed CBOR (%1) at byte %2")
+                    .arg(r.lastError().toString())
+                    .arg(r.currentOffset()));
 }
 
-bool Decoder::cborOk()
+bool Decoder::outOfRange(const char *what, const QString &value)
 {
-    const QCborError e = r.lastError();
-    if (e.c != QCborError::NoError)
-        return fail(QStringLiteral("malformed CBOR (%1) at byte %2")
-                        .arg(e.toString())
-                        .arg(r.currentOffset()));
-    return error.isEmpty();
+    return fail(value.isEmpty()
+            ? QStringLiteral("%1 out of range").arg(QLatin1String(what))
+            : QStringLiteral("%1 out of range: %2").arg(QLatin1String(what), value));
+}
+
+bool Decoder::notAnInteger(const char *what)
+{
+    return fail(QStringLiteral("%1 is not an integer").arg(QLatin1String(what)));
 }
 
 // Not QCborStreamReader::next(): it reads strings whole, allocating whatever
@@ -95,9 +97,12 @@ bool Decoder::readKey(quint64 &key, bool &skipped)
 
 bool Decoder::decodeEntries(const Schema *schema, void *record)
 {
+    // A required field is set whenever the message is complete.
     if (schema) {
-        for (int i = 0; i < schema->count; ++i)
-            schema->fields[i].reset(record, schema->fields[i]);
+        for (int i = 0; i < schema->count; ++i) {
+            if (!schema->fields[i].required)
+                schema->fields[i].reset(record, schema->fields[i]);
+        }
     }
     quint64 seen = 0;
     while (r.hasNext()) {
@@ -119,7 +124,7 @@ bool Decoder::decodeEntries(const Schema *schema, void *record)
     }
     if (!cborOk() || !schema)
         return cborOk();
-    for (int i = 0; i < schema->count; ++i) {
+    for (int i = 0; (seen & schema->required) != schema->required && i < schema->count; ++i) {
         const Field &field = schema->fields[i];
         if (field.required && !(seen & (quint64(1) << i)))
             return fail(
@@ -142,26 +147,6 @@ bool Decoder::decodeRecord(const Schema &schema, void *record)
     if (!r.enterContainer())
         return cborOk() && fail(QStringLiteral("malformed map"));
     return decodeEntries(&schema, record) && leave();
-}
-
-bool Decoder::readInt(qint64 &out, const char *what, qint64 min, qint64 max)
-{
-    if (r.isUnsignedInteger()) {
-        const quint64 u = r.toUnsignedInteger();
-        if (u > quint64(max) || qint64(u) < min)
-            return fail(QStringLiteral("%1 out of range: %2").arg(QLatin1String(what)).arg(u));
-        out = qint64(u);
-    } else if (r.isNegativeInteger()) {
-        // Qt gives the absolute value (0 when it is 2^64, out of any range).
-        const quint64 abs = quint64(r.toNegativeInteger());
-        if (min >= 0 || abs == 0 || abs - 1 > quint64(-(min + 1)))
-            return fail(QStringLiteral("%1 out of range").arg(QLatin1String(what)));
-        out = -qint64(abs - 1) - 1;
-    } else {
-        return fail(QStringLiteral("%1 is not an integer").arg(QLatin1String(what)));
-    }
-    r.next();
-    return cborOk();
 }
 
 bool Decoder::readText(QString &out, const char *what)
