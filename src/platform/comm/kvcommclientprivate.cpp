@@ -7,6 +7,8 @@
 #include <QPointer>
 #include <QTcpSocket>
 
+#include <utility>
+
 namespace {
 
 // Bytes decoded ahead of the event loop; beyond this the socket's own buffer
@@ -415,49 +417,21 @@ bool KvCommClientPrivate::handleHandshake(const KvCommMessage &m)
 bool KvCommClientPrivate::handleData(KvCommMessage &m)
 {
     using namespace KvCommProtocol;
-    // Everything the store receives goes through locals: a receiver may
-    // delete the client (and with it this object and `m`) in any signal.
+    // A receiver may delete the client (and with it this object and `m`) in
+    // any signal: `self` tells.
     QPointer<KvCommClient> self(q);
-    const QSharedPointer<KvCommClientData> store = q->m_clientData;
     QString err;
     bool ok = true;
     switch (m.type) {
     case Ready:
         protocolError(QStringLiteral("The server at %1 announced itself twice").arg(where()));
         return false;
-    case RuleData: {
-        const QVector<KvCommClientTrackedRuleInfo> rules = std::move(m.rules);
-        const QVector<KvCommClientTrackedRuleDataInfo> tracked = std::move(m.trackedData);
-        m.rules.clear();
-        m.trackedData.clear();
-        ok = store->setRuleData(rules, tracked, &err);
+    case RuleData:
+    case TrackedDataInfo:
+    case IndexData:
+    case Samples:
+        ok = feedStore(m, err);
         break;
-    }
-    case TrackedDataInfo: {
-        KvCommClientTrackedRuleDataInfo info;
-        info.id = m.trackedId;
-        info.name = m.name;
-        info.description = m.description;
-        info.unit = m.unit;
-        ok = store->updateTrackedDataInfo(info, &err);
-        break;
-    }
-    case IndexData: {
-        const KvCommClientTrackedIndexData data(
-            KvCommClientTrackedIndexData::IndexType(m.indexType), m.indexLines);
-        ok = store->addTrackedIndexData(m.ruleId, data, m.elapsedTime, &err);
-        break;
-    }
-    case Samples: {
-        QList<KvCommClientTrackedData> batch = std::move(m.samples);
-        m.samples = QList<KvCommClientTrackedData>();
-        if (inHistory) {
-            for (KvCommClientTrackedData &s : batch)
-                s.flags |= KvCommClientTrackedData::FromHistory;
-        }
-        ok = store->addTrackedData(batch, m.elapsedTime, &err);
-        break;
-    }
     case HistoryBegin:
         inHistory = true;
         if (m.droppedSamples > 0) {
@@ -485,4 +459,39 @@ bool KvCommClientPrivate::handleData(KvCommMessage &m)
         return false;
     }
     return q->m_state == KvCommClient::Connected;
+}
+
+bool KvCommClientPrivate::feedStore(KvCommMessage &m, QString &err)
+{
+    // Everything the store receives goes through locals: its receivers may
+    // delete the client, `m` with it.
+    const QSharedPointer<KvCommClientData> store = q->m_clientData;
+    switch (m.type) {
+    case KvCommProtocol::RuleData: {
+        const QVector<KvCommClientTrackedRuleInfo> rules = std::exchange(m.rules, {});
+        const QVector<KvCommClientTrackedRuleDataInfo> tracked = std::exchange(m.trackedData, {});
+        return store->setRuleData(rules, tracked, &err);
+    }
+    case KvCommProtocol::TrackedDataInfo: {
+        KvCommClientTrackedRuleDataInfo info;
+        info.id = m.trackedId;
+        info.name = m.name;
+        info.description = m.description;
+        info.unit = m.unit;
+        return store->updateTrackedDataInfo(info, &err);
+    }
+    case KvCommProtocol::IndexData: {
+        const KvCommClientTrackedIndexData data(
+            KvCommClientTrackedIndexData::IndexType(m.indexType), m.indexLines);
+        return store->addTrackedIndexData(m.ruleId, data, m.elapsedTime, &err);
+    }
+    default: {
+        QList<KvCommClientTrackedData> batch = std::exchange(m.samples, {});
+        if (inHistory) {
+            for (KvCommClientTrackedData &s : batch)
+                s.flags |= KvCommClientTrackedData::FromHistory;
+        }
+        return store->addTrackedData(batch, m.elapsedTime, &err);
+    }
+    }
 }

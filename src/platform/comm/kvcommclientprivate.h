@@ -42,6 +42,9 @@ public:
     bool handleHandshake(const KvCommMessage &message);
     // The simulation's data, once connected.
     bool handleData(KvCommMessage &message);
+    // Rule data, value updates, index data and samples into the store;
+    // false, with the store's reason, when it refuses them.
+    bool feedStore(KvCommMessage &message, QString &error);
     bool greet(const KvCommMessage &message);
     void fail(const QString &message);
     void protocolError(const QString &message);
