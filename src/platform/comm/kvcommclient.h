@@ -90,19 +90,19 @@ private:
 
     // Callers allocate the client and read the two inline accessors compiled
     // into their own code, so the object's size (104) and the offsets of
-    // m_simulationStatus (72) and m_controlOptions (96) are fixed.
+    // m_simulationStatus (72) and m_controlOptions (96) are fixed; the
+    // reserved members hold the places.
     KvCommClientPrivate *d = nullptr;
     QSharedPointer<KvCommClientData> m_clientData;
     QString m_version;
     QString m_revision;
     QString m_host;
     quint16 m_port = 0;
-    quint16 m_protocolVersion = 0;
+    quint16 m_reserved16 = 0;
     quint32 m_timeout = 0;
     KvCommSimulationStatus m_simulationStatus = KvCommStatusNone;
     qint32 m_state = Unconnected;
-    QDateTime m_statusTime;
-    qint64 m_bytesReceived = 0;
+    qint64 m_reserved64[2] = {};
     quint32 m_controlOptions = 0;
     quint32 m_reserved = 0;
 };

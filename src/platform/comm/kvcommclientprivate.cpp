@@ -7,6 +7,8 @@
 #include <QPointer>
 #include <QTcpSocket>
 
+#include <utility>
+
 namespace {
 
 // Bytes decoded ahead of the event loop; beyond this the socket's own buffer
@@ -16,6 +18,9 @@ constexpr qint64 MaxBuffered = 4 * 1024 * 1024;
 // A slice of decoding before the event loop gets its turn again.
 constexpr qint64 SliceMs = 5;
 constexpr int SliceFrames = 2000;
+// A simulator just started may not listen yet: a refused attempt is retried
+// this often until the time limit.
+constexpr int RetryMs = 100;
 
 } // namespace
 
@@ -97,7 +102,7 @@ void KvCommClientPrivate::onError(QAbstractSocket::SocketError error)
             // A simulator just started may not listen yet: retry until the limit.
             lastRefused = true;
             if (q->m_timeout > 0) {
-                retryTimer.start(100);
+                retryTimer.start(RetryMs);
                 return;
             }
             fail(QStringLiteral("Connection refused by %1").arg(where()));
@@ -188,11 +193,8 @@ void KvCommClientPrivate::pull()
         return;
     const qint64 want = qMax<qint64>(MaxBuffered, reader.bufferedBytes() + reader.bytesMissing())
         - reader.bufferedBytes();
-    if (want > 0) {
-        const qint64 got = reader.readFrom(socket, want);
-        if (got > 0)
-            q->m_bytesReceived += got;
-    }
+    if (want > 0)
+        reader.readFrom(socket, want);
 }
 
 void KvCommClientPrivate::process()
@@ -257,23 +259,30 @@ void KvCommClientPrivate::endOfStream()
         protocolError(closeReason);
         return;
     }
-    q->m_state = KvCommClient::Closed;
-    heartbeatTimer.stop();
+    shutDown(true);
     emit q->serverDisconnected();
 }
 
-void KvCommClientPrivate::fail(const QString &msg)
+void KvCommClientPrivate::shutDown(bool graceful)
 {
-    // The attempt ends: exactly one serverError, nothing after it.
     q->m_state = KvCommClient::Closed;
     attemptTimer.stop();
     retryTimer.stop();
     heartbeatTimer.stop();
     processTimer.stop();
-    if (socket)
-        socket->disconnect();
-    if (socket)
+    if (!socket)
+        return;
+    socket->disconnect();
+    if (graceful)
+        socket->disconnectFromHost(); // a control request just written still goes out
+    else
         socket->abort();
+}
+
+void KvCommClientPrivate::fail(const QString &msg)
+{
+    // The attempt ends: exactly one serverError, nothing after it.
+    shutDown(false);
     emit q->serverError(msg);
 }
 
@@ -285,31 +294,16 @@ void KvCommClientPrivate::protocolError(const QString &msg)
     }
     if (q->m_state != KvCommClient::Connected)
         return;
-    q->m_state = KvCommClient::Closed;
-    heartbeatTimer.stop();
-    processTimer.stop();
-    if (socket) {
-        socket->disconnect();
-        socket->abort();
-    }
+    shutDown(false);
     QPointer<KvCommClient> self(q);
     emit q->serverError(msg);
-    if (!self)
-        return;
-    emit q->serverDisconnected();
+    if (self)
+        emit q->serverDisconnected();
 }
 
 void KvCommClientPrivate::abandon()
 {
-    attemptTimer.stop();
-    retryTimer.stop();
-    heartbeatTimer.stop();
-    processTimer.stop();
-    if (socket) {
-        socket->disconnect();
-        socket->abort();
-    }
-    q->m_state = KvCommClient::Closed;
+    shutDown(false);
     const QString msg = QStringLiteral("Connection attempt to %1 abandoned").arg(where());
     KvCommClient *client = q;
     QTimer::singleShot(0, q, [client, msg] { emit client->serverError(msg); });
@@ -317,14 +311,7 @@ void KvCommClientPrivate::abandon()
 
 void KvCommClientPrivate::disconnectNow()
 {
-    heartbeatTimer.stop();
-    processTimer.stop();
-    q->m_state = KvCommClient::Closed;
-    if (socket) {
-        // Graceful: a control request just written still goes out.
-        socket->disconnect();
-        socket->disconnectFromHost();
-    }
+    shutDown(true);
     KvCommClient *client = q;
     QTimer::singleShot(0, q, [client] { emit client->serverDisconnected(); });
 }
@@ -332,17 +319,13 @@ void KvCommClientPrivate::disconnectNow()
 bool KvCommClientPrivate::handle(KvCommMessage &m)
 {
     using namespace KvCommProtocol;
-    const bool connected = q->m_state == KvCommClient::Connected;
     if (!greeted && m.type != Hello && m.type != Error) {
         protocolError(
             QStringLiteral("%1 is not a Kivo monitoring server (it did not greet)").arg(where()));
         return false;
     }
-    // Everything the store receives goes through locals: a receiver may
-    // delete the client (and with it this object and `m`) in any signal.
     QPointer<KvCommClient> self(q);
-    const QSharedPointer<KvCommClientData> store = q->m_clientData;
-    QString err;
+    const bool connected = q->m_state == KvCommClient::Connected;
     switch (m.type) {
     case Unknown:
     case Heartbeat:
@@ -353,26 +336,7 @@ bool KvCommClientPrivate::handle(KvCommMessage &m)
             QStringLiteral("The server at %1 reported an error: %2").arg(where(), m.text));
         return false;
     case Hello:
-        if (greeted) {
-            protocolError(QStringLiteral("The server at %1 greeted twice").arg(where()));
-            return false;
-        }
-        if (m.magic != QLatin1String(KvCommProtocol::Magic)) {
-            protocolError(
-                QStringLiteral("%1 is not a Kivo monitoring server (wrong greeting)").arg(where()));
-            return false;
-        }
-        q->m_protocolVersion = quint16(qMin<quint32>(m.protocolVersion, 0xffff));
-        if (m.protocolVersion != KvCommProtocol::Version) {
-            protocolError(QStringLiteral("The server at %1 speaks protocol version %2; this "
-                                         "client speaks %3")
-                              .arg(where())
-                              .arg(m.protocolVersion)
-                              .arg(KvCommProtocol::Version));
-            return false;
-        }
-        greeted = true;
-        return true;
+        return greet(m);
     case Identity:
         q->m_version = m.version;
         q->m_revision = m.revision;
@@ -382,83 +346,94 @@ bool KvCommClientPrivate::handle(KvCommMessage &m)
         return true;
     case Status: {
         q->m_simulationStatus = KvCommSimulationStatus(m.status);
-        q->m_statusTime = m.time;
-        if (connected) {
-            const QDateTime time = m.time;
-            emit q->simulationStatusChanged(KvCommSimulationStatus(m.status), time);
-            return self && q->m_state == KvCommClient::Connected;
-        }
-        return true;
+        if (!connected)
+            return true;
+        // Through a local: a receiver may delete the client, and `m` with it.
+        const QDateTime time = m.time;
+        emit q->simulationStatusChanged(KvCommSimulationStatus(m.status), time);
+        return self && q->m_state == KvCommClient::Connected;
     }
     case SimulationInfo: {
         infoKnown = true;
+        const QSharedPointer<KvCommClientData> store = q->m_clientData;
         const QString name = m.name, description = m.description;
         const QStringList files = m.files;
         const QDateTime loading = m.loadingTime, running = m.runningTime;
         store->setSimulationInfo(name, description, files, loading, running);
         return self && (q->m_state == KvCommClient::Connected || !connected);
     }
-    case Ready:
-        if (connected) {
-            protocolError(QStringLiteral("The server at %1 announced itself twice").arg(where()));
-            return false;
-        }
-        q->m_state = KvCommClient::Connected;
-        attemptTimer.stop();
-        retryTimer.stop();
-        if (!heartbeatTimer.isActive())
-            heartbeatTimer.start(heartbeatInterval);
-        emit q->serverConnected();
-        if (!self || q->m_state != KvCommClient::Connected)
-            return false;
-        // The rest waits for the next turn of the event loop: a receiver
-        // that called deleteLater() in serverConnected() gets no more. Then
-        // receivers connected inside serverConnected() learn the info too.
-        announceInfo = infoKnown;
-        scheduleProcess();
-        return false;
     default:
-        break;
+        return connected ? handleData(m) : handleHandshake(m);
     }
+}
 
-    if (!connected) {
+bool KvCommClientPrivate::greet(const KvCommMessage &m)
+{
+    if (greeted) {
+        protocolError(QStringLiteral("The server at %1 greeted twice").arg(where()));
+        return false;
+    }
+    if (m.magic != QLatin1String(KvCommProtocol::Magic)) {
+        protocolError(
+            QStringLiteral("%1 is not a Kivo monitoring server (wrong greeting)").arg(where()));
+        return false;
+    }
+    if (m.protocolVersion != KvCommProtocol::Version) {
+        protocolError(QStringLiteral("The server at %1 speaks protocol version %2; this "
+                                     "client speaks %3")
+                          .arg(where())
+                          .arg(m.protocolVersion)
+                          .arg(KvCommProtocol::Version));
+        return false;
+    }
+    greeted = true;
+    return true;
+}
+
+bool KvCommClientPrivate::handleHandshake(const KvCommMessage &m)
+{
+    if (m.type != KvCommProtocol::Ready) {
         protocolError(QStringLiteral("The server at %1 sent simulation data before it was ready")
                           .arg(where()));
         return false;
     }
+    q->m_state = KvCommClient::Connected;
+    attemptTimer.stop();
+    retryTimer.stop();
+    if (!heartbeatTimer.isActive())
+        heartbeatTimer.start(heartbeatInterval);
+    QPointer<KvCommClient> self(q);
+    emit q->serverConnected();
+    if (!self || q->m_state != KvCommClient::Connected)
+        return false;
+    // The rest waits for the next turn of the event loop: a receiver that
+    // called deleteLater() in serverConnected() gets no more. Then receivers
+    // connected inside serverConnected() learn the info too.
+    announceInfo = infoKnown;
+    scheduleProcess();
+    return false;
+}
+
+bool KvCommClientPrivate::handleData(KvCommMessage &m)
+{
+    using namespace KvCommProtocol;
+    // A receiver may delete the client (and with it this object and `m`) in
+    // any signal: `self` tells.
+    QPointer<KvCommClient> self(q);
+    QString err;
     bool ok = true;
     switch (m.type) {
-    case RuleData: {
-        const QVector<KvCommClientTrackedRuleInfo> rules = std::move(m.rules);
-        const QVector<KvCommClientTrackedRuleDataInfo> tracked = std::move(m.trackedData);
-        m.rules.clear();
-        m.trackedData.clear();
-        ok = store->setRuleData(rules, tracked, &err);
+    case Ready:
+        protocolError(QStringLiteral("The server at %1 announced itself twice").arg(where()));
+        return false;
+    case RuleData:
+    case TrackedDataInfo:
+    case IndexData:
+    case Samples:
+        ok = feedStore(m, err);
         break;
-    }
-    case TrackedDataInfo: {
-        const KvCommClientTrackedRuleDataInfo info = m.trackedInfo;
-        ok = store->updateTrackedDataInfo(info, &err);
-        break;
-    }
-    case IndexData: {
-        const KvCommClientTrackedIndexData data = m.indexData;
-        ok = store->addTrackedIndexData(m.ruleId, data, m.elapsedTime, &err);
-        break;
-    }
-    case Samples: {
-        QList<KvCommClientTrackedData> batch = std::move(m.samples);
-        m.samples = QList<KvCommClientTrackedData>();
-        if (inHistory) {
-            for (KvCommClientTrackedData &s : batch)
-                s.flags |= KvCommClientTrackedData::FromHistory;
-        }
-        ok = store->addTrackedData(batch, m.elapsedTime, &err);
-        break;
-    }
     case HistoryBegin:
         inHistory = true;
-        droppedHistory = m.droppedSamples;
         if (m.droppedSamples > 0) {
             emit q->logDataReceived(4,
                 QStringLiteral("The server dropped the oldest %1 samples of "
@@ -484,4 +459,39 @@ bool KvCommClientPrivate::handle(KvCommMessage &m)
         return false;
     }
     return q->m_state == KvCommClient::Connected;
+}
+
+bool KvCommClientPrivate::feedStore(KvCommMessage &m, QString &err)
+{
+    // Everything the store receives goes through locals: its receivers may
+    // delete the client, `m` with it.
+    const QSharedPointer<KvCommClientData> store = q->m_clientData;
+    switch (m.type) {
+    case KvCommProtocol::RuleData: {
+        const QVector<KvCommClientTrackedRuleInfo> rules = std::exchange(m.rules, {});
+        const QVector<KvCommClientTrackedRuleDataInfo> tracked = std::exchange(m.trackedData, {});
+        return store->setRuleData(rules, tracked, &err);
+    }
+    case KvCommProtocol::TrackedDataInfo: {
+        KvCommClientTrackedRuleDataInfo info;
+        info.id = m.trackedId;
+        info.name = m.name;
+        info.description = m.description;
+        info.unit = m.unit;
+        return store->updateTrackedDataInfo(info, &err);
+    }
+    case KvCommProtocol::IndexData: {
+        const KvCommClientTrackedIndexData data(
+            KvCommClientTrackedIndexData::IndexType(m.indexType), m.indexLines);
+        return store->addTrackedIndexData(m.ruleId, data, m.elapsedTime, &err);
+    }
+    default: {
+        QList<KvCommClientTrackedData> batch = std::exchange(m.samples, {});
+        if (inHistory) {
+            for (KvCommClientTrackedData &s : batch)
+                s.flags |= KvCommClientTrackedData::FromHistory;
+        }
+        return store->addTrackedData(batch, m.elapsedTime, &err);
+    }
+    }
 }

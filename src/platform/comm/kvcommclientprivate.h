@@ -35,12 +35,23 @@ public:
     void scheduleProcess();
     void process();
     void pull();
-    // Returns false when the caller must stop touching this object: the
+    // These return false when the caller must stop touching this object: the
     // client was deleted, or the connection ended.
     bool handle(KvCommMessage &message);
+    // Ready, and what may not come before it.
+    bool handleHandshake(const KvCommMessage &message);
+    // The simulation's data, once connected.
+    bool handleData(KvCommMessage &message);
+    // Rule data, value updates, index data and samples into the store;
+    // false, with the store's reason, when it refuses them.
+    bool feedStore(KvCommMessage &message, QString &error);
+    bool greet(const KvCommMessage &message);
     void fail(const QString &message);
     void protocolError(const QString &message);
     void endOfStream();
+    // The one way out: the state becomes Closed, every timer stops and the
+    // socket says nothing more (closed gracefully or aborted).
+    void shutDown(bool graceful);
     void dropSocket();
 
     QString where() const;
@@ -63,7 +74,6 @@ public:
     bool infoKnown = false;
     bool announceInfo = false;
     QString closeReason;
-    int heartbeatInterval = 5000;
-    int deadAfter = 20000;
-    qint64 droppedHistory = 0;
+    int heartbeatInterval = KvCommProtocol::DefaultHeartbeatInterval;
+    int deadAfter = KvCommProtocol::DefaultDeadAfter;
 };

@@ -6,8 +6,6 @@
 #include <QByteArray>
 #include <QString>
 
-#include <vector>
-
 class QIODevice;
 
 /// Splits a byte stream of the monitoring protocol into frames and decodes
@@ -19,7 +17,7 @@ class QIODevice;
 /// sizes is an error, after which the reader decodes nothing more. Nothing a
 /// peer sends makes it allocate more than the frame it has already buffered
 /// (plus the decoded values). Unknown message types and unknown keys are
-/// skipped.
+/// skipped whatever their value. KvCommSchema says what each message holds.
 class KVCOMM_EXPORT KvCommFrameReader
 {
 public:
@@ -51,8 +49,4 @@ private:
     QByteArray m_buffer;
     qsizetype m_offset = 0;
     QString m_error;
-    // Reused between frames so that a stream of samples does not allocate.
-    std::vector<char> m_values;
-    std::vector<int> m_ids;
-    std::vector<qint64> m_counts;
 };

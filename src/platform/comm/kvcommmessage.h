@@ -1,7 +1,6 @@
 #pragma once
 
 #include "kvcommclienttrackeddata.h"
-#include "kvcommclienttrackedindexdata.h"
 #include "kvcommclienttrackedruledatainfo.h"
 #include "kvcommclienttrackedruleinfo.h"
 #include "kvcommexport.h"
@@ -13,12 +12,15 @@
 #include <QStringList>
 #include <QVector>
 
-/// One decoded message of the monitoring protocol. Only the fields of its
-/// type are meaningful; a reader reuses one message for a whole stream, so
-/// fields keep their capacity between frames.
+#include <vector>
+
+/// One message of the monitoring protocol, as KvCommSchema describes it:
+/// the schema of its type names the members that its keys fill, the others
+/// are meaningless. A reader reuses one message for a whole stream, so
+/// members keep their capacity between frames.
 struct KVCOMM_EXPORT KvCommMessage {
     KvCommProtocol::MessageType type = KvCommProtocol::Unknown;
-    quint32 rawType = 0; ///< the type number as received, also when unknown
+    quint64 rawType = 0; ///< the type number as received, also when unknown
 
     // Hello
     QString magic;
@@ -34,23 +36,29 @@ struct KVCOMM_EXPORT KvCommMessage {
     // Status
     qint32 status = 0;
     QDateTime time;
-    // SimulationInfo
+    // SimulationInfo; name and description also TrackedDataInfo
     QString name;
     QString description;
     QStringList files;
     QDateTime loadingTime;
     QDateTime runningTime;
-    // RuleData; TrackedDataInfo uses trackedInfo
+    // RuleData (ids and first values follow from the positions)
     QVector<KvCommClientTrackedRuleInfo> rules;
     QVector<KvCommClientTrackedRuleDataInfo> trackedData;
-    KvCommClientTrackedRuleDataInfo trackedInfo;
+    // TrackedDataInfo
+    int trackedId = 0;
+    QString unit;
     // IndexData
-    int ruleId = -1;
-    KvCommClientTrackedIndexData indexData;
+    int ruleId = 0;
+    int indexType = 0;
+    QStringList indexLines;
     // IndexData, Samples
     qint64 elapsedTime = 0;
-    // Samples
+    // Samples: the arrays as sent, and the samples made of them
     qint64 firstSequence = 0;
+    std::vector<int> sampleIds;
+    std::vector<int> sampleSizes;
+    std::vector<char> sampleValues;
     QList<KvCommClientTrackedData> samples;
     // HistoryBegin
     qint64 droppedSamples = 0;

@@ -121,7 +121,8 @@ signals:
     void clientConnected(const QString &peer);
     /// A client left, for any reason (after clientDropped() if dropped).
     void clientDisconnected(const QString &peer);
-    /// The server dropped a client: too slow, silent, or speaking nonsense.
+    /// The server dropped a client: too slow, silent, speaking nonsense, or
+    /// gone in the middle of a message.
     void clientDropped(const QString &peer, const QString &reason);
     /// A client asked to cancel / terminate, and the option is announced.
     void cancelRequested();

@@ -18,8 +18,8 @@
 
 namespace {
 
-// A client has little to say: control requests and heartbeats.
-constexpr qint64 MaxClientBytes = 1024 * 1024;
+// What is read from a client at a time.
+constexpr qint64 ReadChunk = 64 * 1024;
 // What a socket is given at a time; the rest waits in the connection's queue.
 constexpr qint64 SocketChunk = 1024 * 1024;
 
@@ -312,65 +312,89 @@ void KvCommServerPrivate::onReadyRead(Connection *c)
         return;
     }
     c->lastReceived.restart();
-    c->reader.readFrom(c->socket, MaxClientBytes);
-    while (!c->dead && c->reader.readNext(c->message)) {
-        const KvCommMessage &m = c->message;
-        if (!c->greeted) {
-            if (m.type != KvCommProtocol::Hello
-                || m.magic != QLatin1String(KvCommProtocol::Magic)) {
-                drop(c,
-                    QStringLiteral("Client %1 dropped: it is not a Kivo monitoring client")
-                        .arg(c->peer));
-                break;
-            }
-            if (m.protocolVersion != KvCommProtocol::Version) {
-                // Tell it why before closing, so its user reads a reason.
-                refuse(c,
-                    QStringLiteral("this server speaks protocol version %1, the client %2")
-                        .arg(KvCommProtocol::Version)
-                        .arg(m.protocolVersion),
-                    QStringLiteral("Client %1 dropped: it speaks protocol version %2")
-                        .arg(c->peer)
-                        .arg(m.protocolVersion));
-                break;
-            }
-            c->greeted = true;
-            continue;
-        }
-        if (m.type == KvCommProtocol::ControlRequest) {
-            const quint32 request = m.options;
-            const bool single = request == KvCommControlCancel || request == KvCommControlTerminate;
-            if (single && (options & request)) {
-                if (request == KvCommControlCancel)
-                    post([this] { emit q->cancelRequested(); });
-                else
-                    post([this] { emit q->terminateRequested(); });
-            } else {
-                const QString reason = single
-                    ? QStringLiteral("Request %1 from %2 ignored: not announced by this "
-                                     "simulation")
-                          .arg(request)
-                          .arg(c->peer)
-                    : QStringLiteral("Request %1 from %2 ignored: not a control request")
-                          .arg(request)
-                          .arg(c->peer);
-                post([this, request, reason] { emit q->controlRequestIgnored(request, reason); });
-            }
-        }
-        // Heartbeats only refresh lastReceived; unknown messages are skipped.
-    }
-    if (!c->dead && c->reader.hasError())
-        drop(c, QStringLiteral("Client %1 dropped: %2").arg(c->peer, c->reader.errorString()));
-    else if (!c->dead && c->reader.bufferedBytes() >= MaxClientBytes)
-        drop(c, QStringLiteral("Client %1 dropped: it sends too much").arg(c->peer));
+    readFrames(c);
     removeDead();
+}
+
+void KvCommServerPrivate::readFrames(Connection *c)
+{
+    // A chunk at a time, but a frame that is larger is taken whole: the
+    // reader itself refuses frames beyond the protocol's limit.
+    for (;;) {
+        const qint64 got
+            = c->reader.readFrom(c->socket, qMax<qint64>(ReadChunk, c->reader.bytesMissing()));
+        while (!c->dead && !c->closeWhenFlushed && c->reader.readNext(c->message))
+            handleMessage(c, c->message);
+        if (c->dead || c->closeWhenFlushed)
+            return;
+        if (c->reader.hasError()) {
+            drop(c, QStringLiteral("Client %1 dropped: %2").arg(c->peer, c->reader.errorString()));
+            return;
+        }
+        if (got <= 0)
+            return;
+    }
+}
+
+void KvCommServerPrivate::handleMessage(Connection *c, const KvCommMessage &m)
+{
+    if (!c->greeted) {
+        if (m.type != KvCommProtocol::Hello || m.magic != QLatin1String(KvCommProtocol::Magic)) {
+            drop(c,
+                QStringLiteral("Client %1 dropped: it is not a Kivo monitoring client")
+                    .arg(c->peer));
+        } else if (m.protocolVersion != KvCommProtocol::Version) {
+            // Tell it why before closing, so its user reads a reason.
+            refuse(c,
+                QStringLiteral("this server speaks protocol version %1, the client %2")
+                    .arg(KvCommProtocol::Version)
+                    .arg(m.protocolVersion),
+                QStringLiteral("Client %1 dropped: it speaks protocol version %2")
+                    .arg(c->peer)
+                    .arg(m.protocolVersion));
+        } else {
+            c->greeted = true;
+        }
+        return;
+    }
+    // Heartbeats only refresh lastReceived; unknown messages are skipped.
+    if (m.type != KvCommProtocol::ControlRequest)
+        return;
+    // A request is one option, never a combination of them.
+    const quint32 request = m.options;
+    const bool single = request == KvCommControlCancel || request == KvCommControlTerminate;
+    if (single && (options & request)) {
+        if (request == KvCommControlCancel)
+            post([this] { emit q->cancelRequested(); });
+        else
+            post([this] { emit q->terminateRequested(); });
+        return;
+    }
+    const QString reason = single
+        ? QStringLiteral("Request %1 from %2 ignored: not announced by this simulation")
+              .arg(request)
+              .arg(c->peer)
+        : QStringLiteral("Request %1 from %2 ignored: not a control request")
+              .arg(request)
+              .arg(c->peer);
+    post([this, request, reason] { emit q->controlRequestIgnored(request, reason); });
 }
 
 void KvCommServerPrivate::onDisconnected(Connection *c)
 {
     if (c->dead)
         return;
-    finish(c);
+    if (!c->closeWhenFlushed) {
+        // What came with the close counts; a frame left unfinished is a fault.
+        readFrames(c);
+        if (!c->dead && c->reader.bufferedBytes() > 0)
+            drop(c,
+                QStringLiteral("Client %1 dropped: it closed the connection in the middle of a "
+                               "message")
+                    .arg(c->peer));
+    }
+    if (!c->dead)
+        finish(c);
     removeDead();
     checkAllClosed();
 }

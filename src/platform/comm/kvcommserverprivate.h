@@ -78,6 +78,9 @@ public:
 
     void onNewConnection();
     void onReadyRead(Connection *c);
+    // Decodes the frames that the socket holds; drops the client on an error.
+    void readFrames(Connection *c);
+    void handleMessage(Connection *c, const KvCommMessage &message);
     void onDisconnected(Connection *c);
     void onHeartbeat();
     void drop(Connection *c, const QString &reason);
@@ -101,8 +104,8 @@ public:
     quint32 options = 0;
     qint64 historyLimit = 16 * 1024 * 1024;
     qint64 maxSendBuffer = 64 * 1024 * 1024;
-    int heartbeatInterval = 5000;
-    int deadAfter = 20000;
+    int heartbeatInterval = KvCommProtocol::DefaultHeartbeatInterval;
+    int deadAfter = KvCommProtocol::DefaultDeadAfter;
 
     // State, on the server's thread.
     QByteArray statusFrame;

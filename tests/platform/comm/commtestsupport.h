@@ -1,11 +1,13 @@
 #pragma once
 
 // Shared fixtures of the communication tests: a small simulation to publish,
-// a transcript of what a client's store emits, and a raw peer that says
-// exactly the bytes a test gives it.
+// a transcript of what a client and its store emit, a raw peer that says
+// exactly the bytes a test gives it, a client that stops reading, and a port
+// that refuses connections.
 
 #include "kvcommclient.h"
 #include "kvcommclientdata.h"
+#include "kvcommframereader.h"
 #include "kvcommframewriter.h"
 #include "kvcommserver.h"
 
@@ -13,46 +15,49 @@
 #include <QStringList>
 #include <QTcpServer>
 #include <QTcpSocket>
+#include <QtTest>
 
 namespace CommTest {
+
+inline KvCommClientTrackedRuleInfo rule(const char *name, int values, quint32 indexTypes = 0)
+{
+    KvCommClientTrackedRuleInfo r;
+    r.name = QString::fromLatin1(name);
+    r.numTrackedData = values;
+    r.indexTypes = indexTypes;
+    return r;
+}
+
+inline KvCommClientTrackedRuleDataInfo value(int id, int rule, const char *name,
+    const char *unit = "", int position = 0, int indexedBy = 0, int rows = 1)
+{
+    KvCommClientTrackedRuleDataInfo v;
+    v.id = id;
+    v.ruleId = rule;
+    v.name = QString::fromLatin1(name);
+    v.unit = QString::fromLatin1(unit);
+    v.position = position;
+    v.indexedBy = indexedBy;
+    v.numRows = rows;
+    return v;
+}
 
 // Rule 0 "clock": time (scalar), fem.error (scalar). Rule 1 "probe": T,
 // indexed by the rule's node index, 2 x 1 components per line.
 inline QVector<KvCommClientTrackedRuleInfo> rules()
 {
-    KvCommClientTrackedRuleInfo clock, probe;
-    clock.name = QStringLiteral("clock");
-    clock.numTrackedData = 2;
-    probe.name = QStringLiteral("probe");
-    probe.numTrackedData = 1;
-    probe.indexTypes = 1;
-    return {clock, probe};
+    return {rule("clock", 2), rule("probe", 1, 1)};
 }
 
 inline QVector<KvCommClientTrackedRuleDataInfo> trackedData()
 {
-    KvCommClientTrackedRuleDataInfo time, error, temp;
-    time.id = 0;
-    time.ruleId = 0;
-    time.name = QStringLiteral("time");
-    time.unit = QStringLiteral("s");
-    error.id = 1;
-    error.ruleId = 0;
-    error.name = QStringLiteral("fem.error");
-    error.position = 1;
-    temp.id = 2;
-    temp.ruleId = 1;
-    temp.name = QStringLiteral("T");
-    temp.unit = QStringLiteral("K");
-    temp.indexedBy = 1;
-    temp.numRows = 2;
-    return {time, error, temp};
+    return {
+        value(0, 0, "time", "s"), value(1, 0, "fem.error", "", 1), value(2, 1, "T", "K", 0, 1, 2)};
 }
 
 inline KvCommClientTrackedIndexData nodes()
 {
-    return KvCommClientTrackedIndexData(
-        KvCommClientTrackedIndexData::Nodes, {QStringLiteral("n1"), QStringLiteral("n2")});
+    return KvCommClientTrackedIndexData(KvCommClientTrackedIndexData::Nodes, {"n1", "n2"});
 }
 
 // Batch k: time k, error 1/(k+1), T with 2 lines x 2 rows.
@@ -62,13 +67,39 @@ inline QList<KvCommClientTrackedData> batch(int k)
         KvCommClientTrackedData(2, {k + 0.1, k + 0.2, k + 0.3, k + 0.4})};
 }
 
-inline QByteArray handshake(quint32 options = 0)
+// One tracked value of 8192 components: a sample of it is a 64 KiB frame.
+inline void publishWideValue(KvCommServer &server)
 {
-    return KvCommFrameWriter::hello(1) + KvCommFrameWriter::identity("1.0", "r1")
-        + KvCommFrameWriter::controlOptions(options) + KvCommFrameWriter::ready();
+    server.publishRuleData({rule("wide", 1)}, {value(0, 0, "field", "", 0, 0, 8192)});
 }
 
-// Records, as text lines, every signal of a client and of its store.
+inline QList<KvCommClientTrackedData> wideBatch(double v = 0.5)
+{
+    return {KvCommClientTrackedData(0, QVector<double>(8192, v))};
+}
+
+inline QByteArray handshake()
+{
+    return KvCommFrameWriter::hello(1) + KvCommFrameWriter::identity("1.0", "r1")
+        + KvCommFrameWriter::controlOptions(0) + KvCommFrameWriter::ready();
+}
+
+// The messages in a stream of frames; stops at the first error.
+inline QVector<KvCommMessage> messagesOf(const QByteArray &bytes, QString *error = nullptr)
+{
+    KvCommFrameReader reader;
+    reader.addData(bytes);
+    QVector<KvCommMessage> out;
+    KvCommMessage m;
+    while (reader.readNext(m))
+        out.append(std::exchange(m, KvCommMessage()));
+    if (error)
+        *error = reader.errorString();
+    return out;
+}
+
+// Records, as text lines, every signal of a client and, once it is
+// connected, of its store; counts the samples.
 class Transcript : public QObject
 {
 public:
@@ -76,13 +107,15 @@ public:
     int connected = 0;
     int errors = 0;
     int disconnected = 0;
-    bool withSamples = true;
+    qint64 samples = 0;
+    bool withSamples = true; // their lines too
 
-    void watchClient(KvCommClient *client)
+    explicit Transcript(KvCommClient *client)
     {
-        connect(client, &KvCommClient::serverConnected, this, [this] {
+        connect(client, &KvCommClient::serverConnected, this, [this, client] {
             ++connected;
             lines << QStringLiteral("connected");
+            watchData(client->clientData().data());
         });
         connect(client, &KvCommClient::serverError, this, [this](const QString &msg) {
             ++errors;
@@ -93,14 +126,13 @@ public:
             lines << QStringLiteral("disconnected");
         });
         connect(client, &KvCommClient::simulationStatusChanged, this,
-            [this](KvCommSimulationStatus s, const QDateTime &) {
-                lines << QStringLiteral("status %1").arg(int(s));
-            });
+            [this](KvCommSimulationStatus s) { lines << QStringLiteral("status %1").arg(int(s)); });
         connect(client, &KvCommClient::logDataReceived, this, [this](int level, const QString &t) {
             lines << QStringLiteral("log %1 %2").arg(level).arg(t.trimmed());
         });
     }
 
+private:
     void watchData(KvCommClientData *data)
     {
         connect(data, &KvCommClientData::simulationInfoAvailable, this,
@@ -126,6 +158,7 @@ public:
             });
         connect(data, &KvCommClientData::trackedDataReceived, this,
             [this](const QList<KvCommClientTrackedData> &list, qint64 t) {
+                samples += list.size();
                 if (!withSamples)
                     return;
                 QStringList parts;
@@ -144,15 +177,15 @@ public:
     }
 };
 
-// A peer that writes the given bytes to every connection and then closes it,
-// or stays silent, as the test says.
+// A peer that writes the given bytes to every connection, then closes it,
+// resets it or stays silent, as the test says.
 class RawServer : public QObject
 {
 public:
+    enum Then { Stay, Close, Reset };
     QTcpServer server;
     QByteArray toSend;
-    bool closeAfterSend = false;
-    bool abortAfterSend = false; // a reset, as when the simulator is killed
+    Then then = Stay;
     QList<QPointer<QTcpSocket>> sockets;
     QByteArray received;
 
@@ -162,23 +195,63 @@ public:
         connect(&server, &QTcpServer::newConnection, this, [this] {
             while (QTcpSocket *s = server.nextPendingConnection()) {
                 sockets << s;
-                if (abortAfterSend) {
-                    // Closing with the client's greeting unread makes the
-                    // system send a reset instead of an orderly close.
-                    connect(s, &QTcpSocket::readyRead, this, [s] { s->abort(); });
-                } else {
-                    connect(
-                        s, &QTcpSocket::readyRead, this, [this, s] { received += s->readAll(); });
-                }
+                // Closing with the client's greeting unread makes the system
+                // send a reset instead of an orderly close.
+                connect(s, &QTcpSocket::readyRead, this, [this, s] {
+                    if (then == Reset)
+                        s->abort();
+                    else
+                        received += s->readAll();
+                });
                 s->write(toSend);
-                if (abortAfterSend)
+                if (then == Reset)
                     s->flush();
-                if (closeAfterSend)
+                if (then == Close)
                     s->disconnectFromHost();
             }
         });
     }
     quint16 port() const { return server.serverPort(); }
+};
+
+// A client that greets a server and then reads nothing until readToEnd().
+class StalledReader : public QTcpSocket
+{
+public:
+    explicit StalledReader(quint16 port)
+    {
+        setReadBufferSize(1);
+        connectToHost(QHostAddress::LocalHost, port);
+        if (waitForConnected(5000))
+            write(KvCommFrameWriter::hello(1));
+    }
+
+    // Says one more thing (a heartbeat the server may no longer read), then
+    // reads everything until the server closes.
+    QByteArray readToEnd()
+    {
+        write(KvCommFrameWriter::heartbeat());
+        QByteArray bytes;
+        connect(this, &QTcpSocket::readyRead, this, [this, &bytes] { bytes += readAll(); });
+        setReadBufferSize(0);
+        bytes += readAll();
+        [&] { QTRY_COMPARE_WITH_TIMEOUT(state(), UnconnectedState, 30000); }();
+        disconnect(this, &QTcpSocket::readyRead, this, nullptr);
+        return bytes + readAll();
+    }
+};
+
+// A port that nobody listens on while the object lives: bound, not
+// listening, so connections are refused and no one else takes it (a port
+// closed and reused later might be). A server may still listen on it.
+class RefusingPort
+{
+public:
+    RefusingPort() { holder.bind(QHostAddress::LocalHost, 0, QAbstractSocket::ReuseAddressHint); }
+    quint16 port() const { return holder.localPort(); }
+
+private:
+    QTcpSocket holder;
 };
 
 } // namespace CommTest

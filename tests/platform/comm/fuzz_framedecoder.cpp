@@ -8,7 +8,6 @@
 #include "kvcommframereader.h"
 #include "kvcommframewriter.h"
 
-#include <QCborStreamWriter>
 #include <QDir>
 #include <QFile>
 #include <QtEndian>
@@ -36,14 +35,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 
 namespace {
 
-QByteArray handMade(const std::function<void(QCborStreamWriter &)> &write)
-{
-    QByteArray body;
-    QCborStreamWriter w(&body);
-    write(w);
-    return KvCommFrameWriter::frame(body);
-}
-
 int generate(const QString &folder)
 {
     QDir().mkpath(folder);
@@ -60,8 +51,7 @@ int generate(const QString &folder)
     const QList<KvCommClientTrackedData> samples
         = {KvCommClientTrackedData(0, {0.5}), KvCommClientTrackedData(1, {1, 2, 3, 4})};
     const QDateTime t = QDateTime::fromMSecsSinceEpoch(1700000000000, Qt::UTC);
-    QByteArray huge(4, '\0');
-    qToBigEndian<quint32>(0x7fffffff, huge.data());
+    const auto hex = [](const char *h) { return KvCommFrameWriter::frame(QByteArray::fromHex(h)); };
 
     const QList<QPair<QString, QByteArray>> seeds = {
         {"valid-hello", KvCommFrameWriter::hello(1)},
@@ -83,40 +73,12 @@ int generate(const QString &folder)
             KvCommFrameWriter::log(6, "line\n") + KvCommFrameWriter::controlRequest(2)
                 + KvCommFrameWriter::heartbeat() + KvCommFrameWriter::error("bye")},
         {"valid-update", KvCommFrameWriter::trackedDataInfo(b)},
-        {"invalid-huge-length", huge},
+        {"invalid-huge-length", QByteArray::fromHex("7fffffff")},
         {"invalid-truncated", KvCommFrameWriter::samples(samples, 42, 7).left(30)},
-        {"invalid-not-a-map", handMade([](QCborStreamWriter &w) { w.append(1.5); })},
-        {"invalid-sizes", handMade([](QCborStreamWriter &w) {
-             w.startMap(6);
-             w.append(0);
-             w.append(quint64(KvCommProtocol::Samples));
-             w.append(1);
-             w.append(0);
-             w.append(2);
-             w.append(0);
-             w.append(3);
-             w.startArray(1);
-             w.append(0);
-             w.endArray();
-             w.append(4);
-             w.startArray(1);
-             w.append(1000000);
-             w.endArray();
-             w.append(5);
-             w.append(QCborTag(86));
-             w.appendByteString("12345678", 8);
-             w.endMap();
-         })},
-        {"invalid-array-lie",
-            KvCommFrameWriter::frame(QByteArray::fromHex("a300186e019bffffffffffffff00"))},
-        {"unknown-type", handMade([](QCborStreamWriter &w) {
-             w.startMap(2);
-             w.append(0);
-             w.append(4242);
-             w.append(1);
-             w.append(QStringLiteral("future"));
-             w.endMap();
-         })},
+        {"invalid-not-a-map", hex("fb3ff8000000000000")},
+        {"invalid-sizes", hex("a6000b0100020003810004811a000f424005d856483132333435363738")},
+        {"invalid-array-lie", hex("a300186e019bffffffffffffff00")},
+        {"unknown-type", hex("a2001910920166667574757265")},
     };
     for (const auto &seed : seeds) {
         QFile f(folder + QLatin1Char('/') + seed.first);
