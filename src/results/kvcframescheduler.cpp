@@ -24,8 +24,9 @@ QVector<int> KvcFrameScheduler::runFrame(
     QVector<int> updated;
     qint64 spent = 0;
     const int count = m_charts.size();
+    const int first = m_next;
     for (int n = 0; n < count && updated.size() < ChartsPerFrame; ++n) {
-        const int i = (m_next + n) % count;
+        const int i = (first + n) % count;
         Pace &pace = m_charts[i];
         const qint64 start = m_clock();
         if (!changed(i) || start < pace.notBeforeNs)
