@@ -7,6 +7,7 @@
 #include <QAction>
 #include <QLabel>
 #include <QMimeData>
+#include <QTextBlock>
 #include <QTextEdit>
 #include <QtCharts/QChartView>
 #include <QtCharts/QLegend>
@@ -482,10 +483,13 @@ void TestKvcResultsWidget::stopsFollowingTheManagerOneSecondAfterTheEnd()
     QVERIFY(!f.label("simFinishedLbl").isEmpty());
 
     // Within the second, messages still arrive.
-    emit f.manager.logDataReceived(0, "last words\n");
+    emit f.manager.logDataReceived(4, "last words\n");
     QCOMPARE(Receivers::of(&f.manager, logSignal), 1);
     auto log = f.view->findChild<QTextEdit *>("logTed");
     QTRY_COMPARE(log->toPlainText(), QStringLiteral("last words\n"));
+    // With its level's colour: the view hands the level on.
+    const QTextCharFormat format = log->document()->firstBlock().begin().fragment().charFormat();
+    QCOMPARE(format.foreground().color(), QColor(Qt::red));
 
     QTRY_COMPARE_WITH_TIMEOUT(Receivers::of(&f.manager, logSignal), 0, 3000);
     QCOMPARE(Receivers::of(&f.manager,
