@@ -47,8 +47,6 @@ public:
     /// Feeds `series` with the samples from index `firstSample` of the source.
     explicit KvcChartSeriesFeeder(QtCharts::QXYSeries *series, int firstSample = 0);
 
-    QtCharts::QXYSeries *series() const { return m_series; }
-    int firstSample() const { return m_first; }
     /// Index after the last sample taken from the source.
     int endSample() const { return m_end; }
     bool isDecimated() const { return m_decimated; }

@@ -26,14 +26,15 @@ void KvcResultsData::setSimulationData(QSharedPointer<KvCommClientData> data)
         return;
     // By signature, so that any store with these signals serves the model.
     KvCommClientData *store = data.data();
-    connect(store, "2simulationInfoAvailable()", this, "2simulationInfoAvailable()");
-    connect(store, "2simulationTrackedDataInfoUpdated(int)", this,
-        "2simulationTrackedDataInfoUpdated(int)");
-    connect(store, "2simulationRuleDataAvailable()", this, "1ruleDataAvailable()");
-    connect(store, "2trackedDataReceived(const QList<KvCommClientTrackedData>&, qint64)", this,
-        "1newTrackedData (const QList<KvCommClientTrackedData>&, qint64)");
-    connect(store, "2trackedIndexDataAvailable(int, const KvCommClientTrackedIndexData&, qint64)",
-        this, "1newTrackedIndexData (int, const KvCommClientTrackedIndexData&, qint64)");
+    connect(store, SIGNAL(simulationInfoAvailable()), this, SIGNAL(simulationInfoAvailable()));
+    connect(store, SIGNAL(simulationTrackedDataInfoUpdated(int)), this,
+        SIGNAL(simulationTrackedDataInfoUpdated(int)));
+    connect(store, SIGNAL(simulationRuleDataAvailable()), this, SLOT(ruleDataAvailable()));
+    connect(store, SIGNAL(trackedDataReceived(const QList<KvCommClientTrackedData> &, qint64)),
+        this, SLOT(newTrackedData(const QList<KvCommClientTrackedData> &, qint64)));
+    connect(store,
+        SIGNAL(trackedIndexDataAvailable(int, const KvCommClientTrackedIndexData &, qint64)), this,
+        SLOT(newTrackedIndexData(int, const KvCommClientTrackedIndexData &, qint64)));
 }
 
 QSharedPointer<KvCommClientData> KvcResultsData::simulationData() { return m_simData; }

@@ -6,12 +6,16 @@
 #include "ui_kvcresultswidget.h"
 
 #include <QDateTime>
-#include <QElapsedTimer>
 #include <QSharedPointer>
-#include <QVector>
 #include <QWidget>
 
+#include <array>
+#include <memory>
+
+class KvcChartData;
+class KvcFrameScheduler;
 class KvcLogBuffer;
+class QDropEvent;
 class QTimer;
 
 /// Shows one execution: a header (name, status, times), four line charts of
@@ -30,44 +34,30 @@ class QTimer;
 /// own the action manager, which may be destroyed first.
 ///
 /// Drawing at any history length. Samples are stored by the results data as
-/// they arrive, and the view does the bookkeeping of every sample at once
-/// (which points belong to which series, the axis rule: an axis grows to 1.25
-/// times a value that comes within 5 % of its end, a rule graphic's y range is
-/// its value's minimum and maximum), but what reaches Qt Charts is coalesced:
-/// - at most once per frame (at most 60 Hz, only while something changed),
-///   a chart's axes get the ranges they would have after the same samples
-///   appended one by one, and each of its series one replace() with its new
-///   points. Qt Charts lays out and strokes every point of a chart again on
-///   each update, so a frame updates at most two charts, in turn, and stops
-///   after about 8 ms; and a chart is updated again only after ten times what
-///   its last update and repaint took (a cheap chart at every frame, a costly
-///   one a few times a second), so that drawing leaves most of the GUI thread
-///   to reading the stream and to the user;
+/// they arrive; the view does the bookkeeping of every sample at once (which
+/// points belong to which series, the axis rule: an axis grows to 1.25 times
+/// a value that comes within 5 % of its end, a rule graphic's y range is its
+/// value's minimum and maximum), but what reaches Qt Charts is coalesced:
+/// - at most once per frame (at most 60 Hz, only while something changed), a
+///   chart's axes get the ranges they would have after the same samples
+///   appended one by one, and its series their new points. A chart that is
+///   costly to draw is updated less often, so that drawing leaves most of the
+///   GUI thread to reading the stream and to the user (docs/performance.md);
 /// - a series holds every sample exactly while it has at most four times as
 ///   many as its columns; beyond that it holds, per column of the visible x
-///   range, the first, minimum, maximum and last sample (KvcChartSeriesFeeder),
-///   so every extreme and the picture stay as with all points, at a cost per
-///   frame that does not depend on the history. A series' columns are the
-///   plot's pixel columns, with two limits that keep a repaint within some
-///   10-15 ms: a chart holds about 6000 points at most, shared by its series;
-///   and a chart whose lines would be long to stroke (the 3 px pen costs about
-///   0.3 us per pixel of length: a noisy series is a band of strokes as high
-///   as the plot) gets wider columns, down to 4 per series, until its strokes
-///   fit, and narrower ones again when they take well under that. A band of
-///   noise is therefore drawn over columns of several pixels, with every
-///   column's extremes. The columns are rebuilt from the history only when
-///   the x range changes (it grows geometrically rarely, or the user zooms),
-///   the plot is resized or the column width adapts; a rebuild scans about a
-///   million samples of a chart per frame (shared by its series) and the chart
-///   keeps its previous picture until it is complete (a fraction of a second
-///   at ten million samples). Nothing stored is dropped: the results data
-///   keeps every sample;
+///   range, the first, minimum, maximum and last sample, so every extreme and
+///   the picture stay as with all points. A series' columns are the plot's
+///   pixel columns, wider for a chart with many series or with long strokes
+///   (a band of noise), down to 4 per series. After the x range changes (it
+///   grows geometrically rarely, or the user zooms) or the plot is resized, a
+///   chart keeps its previous picture until its columns are rebuilt from the
+///   history. Nothing stored is dropped: the results data keeps every sample;
 /// - log messages are written once per frame, one insertion per run of
-///   messages of the same colour, at most 500 lines a frame (KvcLogBuffer).
-///   The log keeps the newest 50 000 lines (or 4 Mi characters); a grey line
-///   at its top says how many earlier lines were dropped. Levels 0..7 take their colour
-///   (black, black, black, blue, red, red, dark green, dark green); -1 (raw
-///   process output) and any level outside -1..7 keep the previous colour.
+///   messages of the same colour (KvcLogBuffer). The log keeps the newest
+///   50 000 lines (or 4 Mi characters); a grey line at its top says how many
+///   earlier lines were dropped. Levels 0..7 take their colour (black, black,
+///   black, blue, red, red, dark green, dark green); -1 (raw process output)
+///   and any level outside -1..7 keep the previous colour.
 ///
 /// Decided here where the behaviour is otherwise open:
 /// - a null results data pointer is replaced by an empty results data of the
@@ -99,16 +89,18 @@ private slots:
     void addTrackData(int trackId);
 
 private:
-    struct ChartData;
     using GraphicsData = KvcResultsData::GraphicsData;
+    static constexpr int ChartCount = 4;
 
     void initCharts();
     void initLogViewer();
     void updateHeaderData();
     void updateHeaderStatus();
     void updateChartGraphic(int chartIndex, int graphicIndex);
-    void setEventFilter(QObject *object, bool install);
+    void installEventFilterTree(QObject *object);
     bool eventFilter(QObject *object, QEvent *event) override;
+    bool timePaint(QObject *viewport, QEvent *event);
+    bool dropGraphic(QObject *object, QDropEvent *drop);
 
     void scheduleFrame();
     void flushFrame();
@@ -116,14 +108,15 @@ private:
     KvcActionManager *actMgr = nullptr;
     QSharedPointer<KvcResultsData> m_resultData;
     KvcActionManager::ExecutionStatus status = KvcActionManager::Unknown;
-    QDateTime statusTime;
-    QVector<ChartData *> charts;
-    int nextChart = -1;
+    QDateTime statusTime = QDateTime::currentDateTime();
+    // The form's chart views and what each shows: special graphics 0..2, then
+    // the large chart, which the first rule graphic fills.
+    std::array<QtCharts::QChartView *, ChartCount> views {};
+    std::array<std::unique_ptr<KvcChartData>, ChartCount> charts;
 
-    KvcLogBuffer *logBuffer = nullptr;
+    std::unique_ptr<KvcLogBuffer> logBuffer;
     QTimer *frameTimer = nullptr;
-    QElapsedTimer frameClock;
+    std::unique_ptr<KvcFrameScheduler> scheduler;
+    // A chart's repaint is being timed: its paint event passes the filter.
     bool paintingChart = false;
-    // The chart that the next frame looks at first.
-    int nextFlush = 0;
 };

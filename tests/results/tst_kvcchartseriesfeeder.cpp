@@ -59,16 +59,13 @@ class TestKvcChartSeriesFeeder : public QObject
 
 private slots:
     void keepsEverySampleExactlyUpToTheThreshold();
-    void startsAtTheFirstSampleItIsGiven();
     void decimatedSeriesKeepsEveryColumnsExtremesAndBothEnds_data();
     void decimatedSeriesKeepsEveryColumnsExtremesAndBothEnds();
     void incrementalFeedingEqualsOneRebuild_data();
     void incrementalFeedingEqualsOneRebuild();
-    void gridChangeRebuildsForTheNewColumns();
     void rebuildSpreadOverCallsKeepsThePreviousPicture();
-    void widerPlotGoesBackToExactPoints();
-    void gridWithoutWidthKeepsEverySample_data();
-    void gridWithoutWidthKeepsEverySample();
+    void gridWithoutWidthOrWithEnoughColumnsKeepsEverySample_data();
+    void gridWithoutWidthOrWithEnoughColumnsKeepsEverySample();
     void neverReadsBeyondTheShorterSource();
 };
 
@@ -89,20 +86,6 @@ void TestKvcChartSeriesFeeder::keepsEverySampleExactlyUpToTheThreshold()
     QCOMPARE(points.size(), s.x.size());
     for (int i = 0; i < points.size(); ++i)
         QCOMPARE(points.at(i), QPointF(s.x.at(i), s.y.at(i)));
-}
-
-void TestKvcChartSeriesFeeder::startsAtTheFirstSampleItIsGiven()
-{
-    QLineSeries series;
-    KvcChartSeriesFeeder feeder(&series, 5);
-    feeder.setGrid(0.0, 100.0, 100);
-    const Samples s = makeSamples("randomWalk", 8);
-
-    QVERIFY(!feeder.sync(s.x, s.y, 5));
-    QCOMPARE(series.count(), 0);
-    QVERIFY(feeder.sync(s.x, s.y, 8));
-    QCOMPARE(series.pointsVector(),
-        (QVector<QPointF> {{s.x[5], s.y[5]}, {s.x[6], s.y[6]}, {s.x[7], s.y[7]}}));
 }
 
 void TestKvcChartSeriesFeeder::decimatedSeriesKeepsEveryColumnsExtremesAndBothEnds_data()
@@ -171,21 +154,29 @@ void TestKvcChartSeriesFeeder::decimatedSeriesKeepsEveryColumnsExtremesAndBothEn
 void TestKvcChartSeriesFeeder::incrementalFeedingEqualsOneRebuild_data()
 {
     QTest::addColumn<QString>("shape");
-    QTest::newRow("random walk") << "randomWalk";
-    QTest::newRow("spikes") << "spikes";
-    QTest::newRow("x going back and forth") << "timeGoesBack";
+    QTest::addColumn<double>("firstXMax"); // the range until halfway, then [0, 100]
+    QTest::newRow("random walk") << "randomWalk" << 100.0;
+    QTest::newRow("spikes") << "spikes" << 100.0;
+    QTest::newRow("x going back and forth") << "timeGoesBack" << 100.0;
+    QTest::newRow("range grown halfway: rebuilt for the new columns") << "randomWalk" << 40.0;
 }
 
 void TestKvcChartSeriesFeeder::incrementalFeedingEqualsOneRebuild()
 {
     QFETCH(QString, shape);
+    QFETCH(double, firstXMax);
     const Samples s = makeSamples(shape, 12000);
 
     QLineSeries oneByOne;
     KvcChartSeriesFeeder incremental(&oneByOne);
-    incremental.setGrid(0.0, 100.0, 70);
-    for (int end = 1; end <= s.x.size(); ++end)
+    incremental.setGrid(0.0, firstXMax, 70);
+    for (int end = 1; end <= s.x.size(); ++end) {
+        if (end == s.x.size() / 2 && firstXMax != 100.0) {
+            incremental.setGrid(0.0, 100.0, 70);
+            QVERIFY(incremental.sync(s.x, s.y, end - 1));
+        }
         incremental.sync(s.x, s.y, end);
+    }
 
     QLineSeries atOnce;
     KvcChartSeriesFeeder whole(&atOnce);
@@ -193,24 +184,6 @@ void TestKvcChartSeriesFeeder::incrementalFeedingEqualsOneRebuild()
     whole.sync(s.x, s.y, s.x.size());
 
     QCOMPARE(oneByOne.pointsVector(), atOnce.pointsVector());
-}
-
-void TestKvcChartSeriesFeeder::gridChangeRebuildsForTheNewColumns()
-{
-    const Samples s = makeSamples("randomWalk", 20000);
-    QLineSeries grown;
-    KvcChartSeriesFeeder feeder(&grown);
-    feeder.setGrid(0.0, 50.0, 100);
-    feeder.sync(s.x, s.y, 10000);
-    feeder.setGrid(0.0, 125.0, 100);
-    QVERIFY(feeder.sync(s.x, s.y, 10000));
-    feeder.sync(s.x, s.y, 20000);
-
-    QLineSeries fresh;
-    KvcChartSeriesFeeder reference(&fresh);
-    reference.setGrid(0.0, 125.0, 100);
-    reference.sync(s.x, s.y, 20000);
-    QCOMPARE(grown.pointsVector(), fresh.pointsVector());
 }
 
 void TestKvcChartSeriesFeeder::rebuildSpreadOverCallsKeepsThePreviousPicture()
@@ -253,22 +226,7 @@ void TestKvcChartSeriesFeeder::rebuildSpreadOverCallsKeepsThePreviousPicture()
     QCOMPARE(series.pointsVector(), reference(125.0, 10000));
 }
 
-void TestKvcChartSeriesFeeder::widerPlotGoesBackToExactPoints()
-{
-    const Samples s = makeSamples("randomWalk", 1000);
-    QLineSeries series;
-    KvcChartSeriesFeeder feeder(&series);
-    feeder.setGrid(0.0, 100.0, 100);
-    feeder.sync(s.x, s.y, 1000);
-    QVERIFY(feeder.isDecimated());
-
-    feeder.setGrid(0.0, 100.0, 250);
-    QVERIFY(feeder.sync(s.x, s.y, 1000));
-    QVERIFY(!feeder.isDecimated());
-    QCOMPARE(series.count(), 1000);
-}
-
-void TestKvcChartSeriesFeeder::gridWithoutWidthKeepsEverySample_data()
+void TestKvcChartSeriesFeeder::gridWithoutWidthOrWithEnoughColumnsKeepsEverySample_data()
 {
     QTest::addColumn<double>("xMin");
     QTest::addColumn<double>("xMax");
@@ -277,20 +235,26 @@ void TestKvcChartSeriesFeeder::gridWithoutWidthKeepsEverySample_data()
     QTest::newRow("reversed range") << 10.0 << 0.0 << 100;
     QTest::newRow("no columns") << 0.0 << 100.0 << 0;
     QTest::newRow("infinite range") << 0.0 << qInf() << 100;
+    QTest::newRow("a quarter of the samples or more columns") << 0.0 << 100.0 << 250;
 }
 
-void TestKvcChartSeriesFeeder::gridWithoutWidthKeepsEverySample()
+void TestKvcChartSeriesFeeder::gridWithoutWidthOrWithEnoughColumnsKeepsEverySample()
 {
     QFETCH(double, xMin);
     QFETCH(double, xMax);
     QFETCH(int, columns);
-    const Samples s = makeSamples("randomWalk", 2000);
+    const Samples s = makeSamples("randomWalk", 1000);
     QLineSeries series;
     KvcChartSeriesFeeder feeder(&series);
+    // Decimated first: the new grid must bring every sample back.
+    feeder.setGrid(0.0, 100.0, 100);
+    feeder.sync(s.x, s.y, 1000);
+    QVERIFY(feeder.isDecimated());
+
     feeder.setGrid(xMin, xMax, columns);
-    feeder.sync(s.x, s.y, 2000);
+    QVERIFY(feeder.sync(s.x, s.y, 1000));
     QVERIFY(!feeder.isDecimated());
-    QCOMPARE(series.count(), 2000);
+    QCOMPARE(series.count(), 1000);
 }
 
 void TestKvcChartSeriesFeeder::neverReadsBeyondTheShorterSource()

@@ -59,14 +59,14 @@ private slots:
     void colours_data();
     void colours();
     void mergesMessagesOfTheSameColourIntoOneRun();
-    void levelColorTable();
     void flushInsertsAtTheCursorAndScrollsToIt();
     void boundKeepsTheNewestLinesAndCountsTheOthers_data();
     void boundKeepsTheNewestLinesAndCountsTheOthers();
     void trimsInChunksNotPerMessage();
     void noticeLeavesTheLogsColoursAlone();
+    void lineLongerThanTheLimitLosesItsBeginning_data();
     void lineLongerThanTheLimitLosesItsBeginning();
-    void defaultLimitIsFiftyThousandLines();
+    void limitsDefaultToTheLogsBoundAndAreAtLeastTen();
     void flushWritesAFrameAtATimeAndTheRestFollows_data();
     void flushWritesAFrameAtATimeAndTheRestFollows();
     void restIsNotFlushedIntoADeletedBuffer_data();
@@ -86,9 +86,11 @@ void TestKvcLogBuffer::colours_data()
     QTest::newRow("levels outside -1..7 keep the previous colour")
         << QVector<Message> {{7, "x"}, {8, "y"}, {-2, "z"}, {1000, "w"}, {0, "v"}}
         << QVector<Run> {{name(Qt::darkGreen), "xyzw"}, {name(Qt::black), "v"}};
-    QTest::newRow("messages without line ends stay on one line")
-        << QVector<Message> {{5, "part one, "}, {2, "part two"}}
-        << QVector<Run> {{name(Qt::red), "part one, "}, {name(Qt::black), "part two"}};
+    QTest::newRow("each level its colour; no line ends added")
+        << QVector<Message> {{0, "a"}, {1, "b"}, {2, "c"}, {3, "d"}, {4, "e"}, {5, "f"}, {6, "g"},
+               {7, "h"}}
+        << QVector<Run> {{name(Qt::black), "abc"}, {name(Qt::blue), "d"}, {name(Qt::red), "ef"},
+               {name(Qt::darkGreen), "gh"}};
 }
 
 void TestKvcLogBuffer::colours()
@@ -122,20 +124,6 @@ void TestKvcLogBuffer::mergesMessagesOfTheSameColourIntoOneRun()
     buffer.append(6, "done\n");
     QCOMPARE(buffer.pendingRuns(), 2);
     QVERIFY(edit.toPlainText().isEmpty());
-    buffer.flush();
-    // A flush writes a frame's worth; the rest follows by itself.
-    QCOMPARE(edit.document()->blockCount(), KvcLogBuffer::FlushLines + 1);
-    QTRY_COMPARE(edit.document()->blockCount(), 1003);
-}
-
-void TestKvcLogBuffer::levelColorTable()
-{
-    const QVector<Qt::GlobalColor> table {
-        Qt::black, Qt::black, Qt::black, Qt::blue, Qt::red, Qt::red, Qt::darkGreen, Qt::darkGreen};
-    for (int level = 0; level < 8; ++level)
-        QCOMPARE(KvcLogBuffer::levelColor(level), QColor(table.at(level)));
-    QVERIFY(!KvcLogBuffer::levelColor(-1).isValid());
-    QVERIFY(!KvcLogBuffer::levelColor(8).isValid());
 }
 
 void TestKvcLogBuffer::flushInsertsAtTheCursorAndScrollsToIt()
@@ -204,8 +192,7 @@ void TestKvcLogBuffer::boundKeepsTheNewestLinesAndCountsTheOthers()
     QString notice;
     const QStringList lines = logLines(edit, &notice);
     QCOMPARE(buffer.droppedLines(), qint64(dropped));
-    QCOMPARE(notice, dropped ? KvcLogBuffer::droppedNotice(dropped) : QString());
-    QCOMPARE(notice.isEmpty() ? QString() : notice,
+    QCOMPARE(notice,
         dropped ? QStringLiteral("[%1 earlier lines of the log were dropped]").arg(dropped)
                 : QString());
     // Exactly the newest lines, in order, and every other line counted.
@@ -271,47 +258,57 @@ void TestKvcLogBuffer::noticeLeavesTheLogsColoursAlone()
     QCOMPARE(edit.textColor(), QColor(Qt::darkGreen));
 }
 
+void TestKvcLogBuffer::lineLongerThanTheLimitLosesItsBeginning_data()
+{
+    QTest::addColumn<int>("pieces"); // of 100 characters, none a line end
+    QTest::addColumn<bool>("flushEach");
+    QTest::addColumn<int>("dropped");
+
+    // 1500 characters against a bound of 1000.
+    QTest::newRow("one message: the waiting text loses the line's beginning") << 15 << false << 1;
+    // Past 1000 at the 10th and 13th piece, back to 800 each time.
+    QTest::newRow("in pieces: each trim of the log cuts into the line") << 15 << true << 2;
+}
+
 void TestKvcLogBuffer::lineLongerThanTheLimitLosesItsBeginning()
 {
+    QFETCH(int, pieces);
+    QFETCH(bool, flushEach);
+    QFETCH(int, dropped);
+
     QTextEdit edit;
     KvcLogBuffer buffer(&edit, 100, 1000);
     QString all;
-    for (int i = 0; i < 50; ++i) {
+    for (int i = 0; i < pieces; ++i) {
         const QString piece = QStringLiteral("%1").arg(i, 100, 10, QLatin1Char('x'));
         all += piece;
-        buffer.append(-1, piece);
-        QVERIFY(buffer.pendingChars() <= 1000);
-        if (i % 3 == 0)
+        if (flushEach) {
+            buffer.append(-1, piece);
             buffer.flush();
+        }
     }
+    if (!flushEach)
+        buffer.append(-1, all);
+    QVERIFY(buffer.pendingChars() <= 1000);
     buffer.flush();
     QString notice;
     const QStringList lines = logLines(edit, &notice);
     QCOMPARE(lines.size(), 1);
     QVERIFY(lines.first().size() <= 1000);
     QVERIFY(all.endsWith(lines.first()));
-    QVERIFY(buffer.droppedLines() > 0);
-    QCOMPARE(notice, KvcLogBuffer::droppedNotice(buffer.droppedLines()));
+    QCOMPARE(buffer.droppedLines(), qint64(dropped));
+    QCOMPARE(notice, QStringLiteral("[%1 earlier lines of the log were dropped]").arg(dropped));
 }
 
-void TestKvcLogBuffer::defaultLimitIsFiftyThousandLines()
+void TestKvcLogBuffer::limitsDefaultToTheLogsBoundAndAreAtLeastTen()
 {
     QTextEdit edit;
-    KvcLogBuffer buffer(&edit);
-    QCOMPARE(buffer.maxLines(), 50000);
-    QCOMPARE(buffer.maxChars(), 4 * 1024 * 1024);
-    for (int i = 0; i < 50001; ++i) {
-        buffer.append(2, numbered(i));
-        if (i % 5000 == 4999)
-            buffer.flush();
-    }
-    buffer.flush();
-    QTRY_VERIFY(buffer.isEmpty());
-    QString notice;
-    const QStringList lines = logLines(edit, &notice);
-    QCOMPARE(lines.size(), 40000);
-    QCOMPARE(buffer.droppedLines(), qint64(10001));
-    QCOMPARE(lines.first() + "\n", numbered(10001));
+    const KvcLogBuffer defaults(&edit);
+    QCOMPARE(defaults.maxLines(), 50000);
+    QCOMPARE(defaults.maxChars(), 4 * 1024 * 1024);
+    const KvcLogBuffer tiny(&edit, 0, -5);
+    QCOMPARE(tiny.maxLines(), 10);
+    QCOMPARE(tiny.maxChars(), 10);
 }
 
 void TestKvcLogBuffer::flushWritesAFrameAtATimeAndTheRestFollows_data()

@@ -1,37 +1,23 @@
 #include "kvcresultsdata.h"
 
-#include <kvcommclientdata.h>
+#include "ruledatafixture.h"
 
 #include <QtTest>
 
 #include <cmath>
 #include <limits>
 
+using namespace RuleDataFixture;
+
 namespace {
 
-struct ValueDesc {
-    ValueDesc(
-        const char *name, int indexedBy = 0, int rows = 1, int cols = 1, const char *unit = "")
-        : name(QString::fromUtf8(name))
-        , indexedBy(indexedBy)
-        , rows(rows)
-        , cols(cols)
-        , unit(QString::fromUtf8(unit))
-    { }
+// Results data following a store.
+struct Followed {
+    Followed() { model.setSimulationData(store); }
 
-    QString name;
-    int indexedBy = 0;
-    int rows = 1;
-    int cols = 1;
-    QString unit;
+    QSharedPointer<KvCommClientData> store = QSharedPointer<KvCommClientData>::create();
+    KvcResultsData model;
 };
-
-struct RuleDesc {
-    QString name;
-    QVector<ValueDesc> values;
-};
-
-using Rules = QVector<RuleDesc>;
 
 // One thing that happens to the store. "Raw" steps emit the store's signal
 // directly, bypassing its validation, to reach the model's own defences.
@@ -51,56 +37,19 @@ KvCommClientTrackedData sample(int id, QVector<double> values)
     return KvCommClientTrackedData(id, std::move(values));
 }
 
-Step batch(qint64 elapsed, QList<KvCommClientTrackedData> samples)
+Step batch(qint64 elapsed, QList<KvCommClientTrackedData> samples, Step::Kind kind = Step::Batch)
 {
-    Step s;
-    s.kind = Step::Batch;
-    s.batch = std::move(samples);
-    s.elapsed = elapsed;
-    return s;
+    return Step {kind, 0, 0, {}, std::move(samples), elapsed};
 }
 
 Step rawBatch(qint64 elapsed, QList<KvCommClientTrackedData> samples)
 {
-    Step s = batch(elapsed, std::move(samples));
-    s.kind = Step::RawBatch;
-    return s;
+    return batch(elapsed, std::move(samples), Step::RawBatch);
 }
 
 Step idx(int rule, int type, QStringList lines, Step::Kind kind = Step::Index)
 {
-    Step s;
-    s.kind = kind;
-    s.rule = rule;
-    s.type = type;
-    s.lines = std::move(lines);
-    return s;
-}
-
-bool setRules(KvCommClientData &store, const Rules &rules, QString *error)
-{
-    QVector<KvCommClientTrackedRuleInfo> ruleInfos;
-    QVector<KvCommClientTrackedRuleDataInfo> infos;
-    for (int r = 0; r < rules.size(); ++r) {
-        KvCommClientTrackedRuleInfo rule;
-        rule.id = r;
-        rule.firstTrackedData = infos.size();
-        rule.name = rules[r].name;
-        rule.numTrackedData = rules[r].values.size();
-        ruleInfos.append(rule);
-        for (const ValueDesc &v : rules[r].values) {
-            KvCommClientTrackedRuleDataInfo info;
-            info.id = infos.size();
-            info.ruleId = r;
-            info.name = v.name;
-            info.indexedBy = v.indexedBy;
-            info.unit = v.unit;
-            info.numRows = v.rows;
-            info.numCols = v.cols;
-            infos.append(info);
-        }
-    }
-    return store.setRuleData(ruleInfos, infos, error);
+    return Step {kind, rule, type, std::move(lines), {}, 0};
 }
 
 bool runStep(KvCommClientData &store, const Step &step, QString *error)
@@ -148,16 +97,19 @@ QString quoted(const QStringList &names)
     return QLatin1Char('[') + names.join(QStringLiteral(", ")) + QLatin1Char(']');
 }
 
+// A rule graphic shows the tracked value of its own number after the special
+// graphics, against the simulated time: only a deviation is printed.
 QStringList dumpGraphics(const KvcResultsData &model)
 {
     QStringList lines;
     for (int g = 0; g < model.graphics().size(); ++g) {
         const KvcResultsData::GraphicsData *d = model.graphics()[g];
-        lines << QStringLiteral("g%1 track=%2 rule=%3 '%4' x='%5' y='%6' series=%7")
-                     .arg(g)
-                     .arg(d->trackId)
-                     .arg(d->ruleId)
-                     .arg(d->title, d->xTitle, d->yTitle, quoted(d->series));
+        QString line = QStringLiteral("g%1 rule=%2 '%3'").arg(g).arg(d->ruleId).arg(d->title);
+        if (d->ruleId < 0 || d->trackId != g - model.numSpecialGraphics())
+            line += QStringLiteral(" track=%1").arg(d->trackId);
+        if (d->ruleId < 0 || d->xTitle != QLatin1String("Time (s)"))
+            line += QStringLiteral(" x='%1'").arg(d->xTitle);
+        lines << line + QStringLiteral(" y='%1' series=%2").arg(d->yTitle, quoted(d->series));
     }
     return lines;
 }
@@ -192,6 +144,25 @@ QStringList dumpHistories(const KvcResultsData &model, int count)
     return lines;
 }
 
+// The lines of `after` that are not in `before`, and "<key> gone" for each
+// line of `before` whose key (its first word: "h3", "g8") `after` lacks.
+QStringList changes(const QStringList &before, const QStringList &after)
+{
+    const auto key = [](const QString &line) { return line.section(QLatin1Char(' '), 0, 0); };
+    QStringList lines;
+    QStringList keys;
+    for (const QString &line : after) {
+        keys << key(line);
+        if (!before.contains(line))
+            lines << line;
+    }
+    for (const QString &line : before) {
+        if (!keys.contains(key(line)))
+            lines << key(line) + QStringLiteral(" gone");
+    }
+    return lines;
+}
+
 // Compares line by line, but prints both texts whole first, so that a failure
 // shows every difference at once.
 #define COMPARE_TEXT(actual, expected)                                                             \
@@ -205,10 +176,10 @@ QStringList dumpHistories(const KvcResultsData &model, int count)
     } while (false)
 
 const QStringList specialGraphics {
-    "g0 track=-1 rule=-1 'Execution x Simulation time' x='Time' y='Execution time (s)' series=[]",
-    "g1 track=-2 rule=-1 'Number of iterations' x='Time' y='Number of iterations' "
+    "g0 rule=-1 'Execution x Simulation time' track=-1 x='Time' y='Execution time (s)' series=[]",
+    "g1 rule=-1 'Number of iterations' track=-2 x='Time' y='Number of iterations' "
     "series=[fem.iteration]",
-    "g2 track=-3 rule=-1 'Iteration error' x='Iteration' y='Error' series=[fem.error]",
+    "g2 rule=-1 'Iteration error' track=-3 x='Iteration' y='Error' series=[fem.error]",
 };
 
 QStringList withSpecial(int iteration, int error, const QStringList &ruleGraphics)
@@ -244,13 +215,7 @@ private slots:
         KvcResultsData model;
         COMPARE_TEXT(dumpGraphics(model), specialGraphics);
         QCOMPARE(model.numSpecialGraphics(), 3);
-        QCOMPARE(model.timeTrackId(), -1);
         QVERIFY(model.simulationData().isNull());
-        QCOMPARE(model.currentTime(), 0.0);
-        QCOMPARE(model.currentExecutionTime(), 0.0);
-        QVERIFY(model.simTimeData().isEmpty());
-        QVERIFY(model.simExecTimeData().isEmpty());
-        QCOMPARE(model.simTrackedData(0).id, -1);
     }
 
     void ruleData_data()
@@ -264,72 +229,60 @@ private slots:
         QTest::newRow("special values found, each also gets a rule graphic")
             << monitorRules << 0
             << withSpecial(1, 2,
-                   {"g3 track=0 rule=0 'monitor (time)' x='Time (s)' y='time' series=[time]",
-                       "g4 track=1 rule=0 'monitor (fem.iteration)' x='Time (s)' y='fem.iteration' "
+                   {"g3 rule=0 'monitor (time)' y='time' series=[time]",
+                       "g4 rule=0 'monitor (fem.iteration)' y='fem.iteration' "
                        "series=[fem.iteration]",
-                       "g5 track=2 rule=0 'monitor (fem.error)' x='Time (s)' y='fem.error' "
-                       "series=[fem.error]",
-                       "g6 track=3 rule=1 'R (P)' x='Time (s)' y='P (m)' series=[P]",
-                       "g7 track=4 rule=1 'R (u)' x='Time (s)' y='u' series=[u [1], u [2], u [3]]",
-                       "g8 track=5 rule=2 'I (q)' x='Time (s)' y='q' series=[]"});
+                       "g5 rule=0 'monitor (fem.error)' y='fem.error' series=[fem.error]",
+                       "g6 rule=1 'R (P)' y='P (m)' series=[P]",
+                       "g7 rule=1 'R (u)' y='u' series=[u [1], u [2], u [3]]",
+                       "g8 rule=2 'I (q)' y='q' series=[]"});
         QTest::newRow("fem.error before fem.iteration: both found")
             << Rules {{"a", {{"fem.error"}}}, {"b", {{"fem.iteration"}}}} << -1
             << withSpecial(1, 0,
-                   {"g3 track=0 rule=0 'a (fem.error)' x='Time (s)' y='fem.error' "
-                    "series=[fem.error]",
-                       "g4 track=1 rule=1 'b (fem.iteration)' x='Time (s)' "
-                       "y='fem.iteration' series=[fem.iteration]"});
+                   {"g3 rule=0 'a (fem.error)' y='fem.error' series=[fem.error]",
+                       "g4 rule=1 'b (fem.iteration)' y='fem.iteration' series=[fem.iteration]"});
         QTest::newRow("first of each name wins, later ones are ordinary")
             << Rules {{"a", {{"fem.iteration"}, {"time"}, {"fem.error"}}},
                    {"b", {{"fem.error"}, {"time"}, {"fem.iteration"}}}}
             << 1
             << withSpecial(0, 2,
-                   {"g3 track=0 rule=0 'a (fem.iteration)' x='Time (s)' y='fem.iteration' "
-                    "series=[fem.iteration]",
-                       "g4 track=1 rule=0 'a (time)' x='Time (s)' y='time' series=[time]",
-                       "g5 track=2 rule=0 'a (fem.error)' x='Time (s)' y='fem.error' "
-                       "series=[fem.error]",
-                       "g6 track=3 rule=1 'b (fem.error)' x='Time (s)' y='fem.error' "
-                       "series=[fem.error]",
-                       "g7 track=4 rule=1 'b (time)' x='Time (s)' y='time' series=[time]",
-                       "g8 track=5 rule=1 'b (fem.iteration)' x='Time (s)' y='fem.iteration' "
-                       "series=[fem.iteration]"});
+                   {"g3 rule=0 'a (fem.iteration)' y='fem.iteration' series=[fem.iteration]",
+                       "g4 rule=0 'a (time)' y='time' series=[time]",
+                       "g5 rule=0 'a (fem.error)' y='fem.error' series=[fem.error]",
+                       "g6 rule=1 'b (fem.error)' y='fem.error' series=[fem.error]",
+                       "g7 rule=1 'b (time)' y='time' series=[time]",
+                       "g8 rule=1 'b (fem.iteration)' y='fem.iteration' series=[fem.iteration]"});
         QTest::newRow("indexed values never take a special role")
             << Rules {{"a", {{"time", 1}, {"fem.iteration", 2}, {"fem.error", 3}, {"time"}}}} << 3
             << withSpecial(-2, -3,
-                   {"g3 track=0 rule=0 'a (time)' x='Time (s)' y='time' series=[]",
-                       "g4 track=1 rule=0 'a (fem.iteration)' x='Time (s)' y='fem.iteration' "
-                       "series=[]",
-                       "g5 track=2 rule=0 'a (fem.error)' x='Time (s)' y='fem.error' series=[]",
-                       "g6 track=3 rule=0 'a (time)' x='Time (s)' y='time' series=[time]"});
+                   {"g3 rule=0 'a (time)' y='time' series=[]",
+                       "g4 rule=0 'a (fem.iteration)' y='fem.iteration' series=[]",
+                       "g5 rule=0 'a (fem.error)' y='fem.error' series=[]",
+                       "g6 rule=0 'a (time)' y='time' series=[time]"});
         QTest::newRow("names match exactly and case-sensitively")
             << Rules {{"a", {{"Time"}, {"time "}, {"FEM.ITERATION"}, {"fem.error2"}}}} << -1
             << withSpecial(-2, -3,
-                   {"g3 track=0 rule=0 'a (Time)' x='Time (s)' y='Time' series=[Time]",
-                       "g4 track=1 rule=0 'a (time )' x='Time (s)' y='time ' series=[time ]",
-                       "g5 track=2 rule=0 'a (FEM.ITERATION)' x='Time (s)' y='FEM.ITERATION' "
-                       "series=[FEM.ITERATION]",
-                       "g6 track=3 rule=0 'a (fem.error2)' x='Time (s)' y='fem.error2' "
-                       "series=[fem.error2]"});
+                   {"g3 rule=0 'a (Time)' y='Time' series=[Time]",
+                       "g4 rule=0 'a (time )' y='time ' series=[time ]",
+                       "g5 rule=0 'a (FEM.ITERATION)' y='FEM.ITERATION' series=[FEM.ITERATION]",
+                       "g6 rule=0 'a (fem.error2)' y='fem.error2' series=[fem.error2]"});
         QTest::newRow("rule without values keeps the pairing of later rules")
             << Rules {{"first", {{"a"}}}, {"empty", {}}, {"third", {{"b"}, {"c"}}}} << -1
             << withSpecial(-2, -3,
-                   {"g3 track=0 rule=0 'first (a)' x='Time (s)' y='a' series=[a]",
-                       "g4 track=1 rule=2 'third (b)' x='Time (s)' y='b' series=[b]",
-                       "g5 track=2 rule=2 'third (c)' x='Time (s)' y='c' series=[c]"});
+                   {"g3 rule=0 'first (a)' y='a' series=[a]",
+                       "g4 rule=2 'third (b)' y='b' series=[b]",
+                       "g5 rule=2 'third (c)' y='c' series=[c]"});
         QTest::newRow("title built by two successive replacements, %1 in a name included")
             << Rules {{"R%2", {{"P", 0, 1, 1, "%1"}}}, {"%1", {{"x%1"}}}} << -1
             << withSpecial(-2, -3,
-                   {"g3 track=0 rule=0 'RP (P)' x='Time (s)' y='P (%1)' series=[P]",
-                       "g4 track=1 rule=1 'x%1 (%2)' x='Time (s)' y='x%1' series=[x%1]"});
+                   {"g3 rule=0 'RP (P)' y='P (%1)' series=[P]",
+                       "g4 rule=1 'x%1 (%2)' y='x%1' series=[x%1]"});
         QTest::newRow("shapes: 2 x 2 numbered from 1, empty value without series")
             << Rules {{"S", {{"M", 0, 2, 2, "Pa"}, {"Z", 0, 0, 3}, {"row", 0, 1, 2}}}} << -1
             << withSpecial(-2, -3,
-                   {"g3 track=0 rule=0 'S (M)' x='Time (s)' y='M (Pa)' "
-                    "series=[M [1], M [2], M [3], M [4]]",
-                       "g4 track=1 rule=0 'S (Z)' x='Time (s)' y='Z' series=[]",
-                       "g5 track=2 rule=0 'S (row)' x='Time (s)' y='row' series=[row [1], row "
-                       "[2]]"});
+                   {"g3 rule=0 'S (M)' y='M (Pa)' series=[M [1], M [2], M [3], M [4]]",
+                       "g4 rule=0 'S (Z)' y='Z' series=[]",
+                       "g5 rule=0 'S (row)' y='row' series=[row [1], row [2]]"});
     }
 
     void ruleData()
@@ -338,9 +291,9 @@ private slots:
         QFETCH(int, timeTrack);
         QFETCH(QStringList, graphics);
 
-        auto store = QSharedPointer<KvCommClientData>::create();
-        KvcResultsData model;
-        model.setSimulationData(store);
+        Followed f;
+        KvcResultsData &model = f.model;
+        const QSharedPointer<KvCommClientData> &store = f.store;
         QCOMPARE(model.simulationData(), store);
 
         int graphicsAtSignal = -1;
@@ -384,12 +337,9 @@ private slots:
             << monitorRules
             << Steps {batch(1000, {sample(3, {5}), sample(4, {1, 2, 3}), sample(1, {7})})}
             << QStringList {"3:1", "4:1", "1:1"}
-            << QStringList {"time=0 exec=0", "h0 id=0 time=[] data=[[]] min=DBL_MAX max=-DBL_MAX",
-                   "h1 id=1 time=[0] data=[[7]] min=7 max=7",
+            << QStringList {"time=0 exec=0", "h1 id=1 time=[0] data=[[7]] min=7 max=7",
                    "h3 id=3 time=[0] data=[[5]] min=5 max=5",
-                   "h4 id=4 time=[0] data=[[1],[2],[3]] min=1 max=3", "g3 series=[time]",
-                   "g4 series=[fem.iteration]", "g5 series=[fem.error]", "g6 series=[P]",
-                   "g7 series=[u [1], u [2], u [3]]", "g8 series=[]"}
+                   "h4 id=4 time=[0] data=[[1],[2],[3]] min=1 max=3"}
             << QStringList {};
         QTest::newRow("time samples set the x of later samples, in batch order")
             << monitorRules
@@ -399,9 +349,7 @@ private slots:
             << QStringList {"3:1", "0:1", "3:2", "0:2", "3:3", "0:3", "3:4"}
             << QStringList {"time=2 exec=4",
                    "h0 id=0 time=[0.5,1.25,2] data=[[2.5,4,4]] min=2.5 max=4",
-                   "h3 id=3 time=[0,0.5,1.25,2] data=[[1,2,3,4]] min=1 max=4", "g3 series=[time]",
-                   "g4 series=[fem.iteration]", "g5 series=[fem.error]", "g6 series=[P]",
-                   "g7 series=[u [1], u [2], u [3]]", "g8 series=[]"}
+                   "h3 id=3 time=[0,0.5,1.25,2] data=[[1,2,3,4]] min=1 max=4"}
             << QStringList {};
         QTest::newRow("execution times: strict min and max, not order of arrival")
             << Rules {{"m", {{"time"}}}}
@@ -410,8 +358,7 @@ private slots:
             << QStringList {"0:1", "0:2", "0:3", "0:4"}
             << QStringList {"time=4 exec=0.0070000000000000001",
                    "h0 id=0 time=[1,2,3,4] data=[[3,1,1,0.0070000000000000001]] "
-                   "min=0.0070000000000000001 max=3",
-                   "g3 series=[time]"}
+                   "min=0.0070000000000000001 max=3"}
             << QStringList {};
         QTest::newRow("malformed time samples are dropped and announce nothing")
             << monitorRules
@@ -420,48 +367,22 @@ private slots:
                        2000, {sample(0, {}), sample(3, {1}), sample(0, {9, 9}), sample(3, {2})})}
             << QStringList {"0:1", "3:1", "3:2"}
             << QStringList {"time=0.5 exec=1", "h0 id=0 time=[0.5] data=[[1]] min=1 max=1",
-                   "h3 id=3 time=[0.5,0.5] data=[[1,2]] min=1 max=2", "g3 series=[time]",
-                   "g4 series=[fem.iteration]", "g5 series=[fem.error]", "g6 series=[P]",
-                   "g7 series=[u [1], u [2], u [3]]", "g8 series=[]"}
+                   "h3 id=3 time=[0.5,0.5] data=[[1,2]] min=1 max=2"}
             << QStringList {"time sample with 0 components dropped",
                    "time sample with 2 components dropped"};
         QTest::newRow("time declared 2 x 1: the store passes its samples, the model drops them")
             << Rules {{"m", {{"time", 0, 2, 1}, {"P"}}}}
             << Steps {batch(1000, {sample(0, {1, 2}), sample(1, {3})})} << QStringList {"1:1"}
-            << QStringList {"time=0 exec=0", "h0 id=0 time=[] data=[[]] min=DBL_MAX max=-DBL_MAX",
-                   "h1 id=1 time=[0] data=[[3]] min=3 max=3", "g3 series=[time [1], time [2]]",
-                   "g4 series=[P]"}
+            << QStringList {"time=0 exec=0", "h1 id=1 time=[0] data=[[3]] min=3 max=3"}
             << QStringList {"time sample with 2 components dropped"};
-        QTest::newRow("min and max: 5, -2, 7")
+        QTest::newRow("strict comparisons: NaN, and -0 after +0, move neither min nor max")
             << plainRules
-            << Steps {batch(0, {sample(0, {5})}), batch(0, {sample(0, {-2})}),
-                   batch(0, {sample(0, {7})})}
-            << QStringList {"0:1", "0:2", "0:3"}
-            << QStringList {"time=0 exec=0", "h0 id=0 time=[0,0,0] data=[[5,-2,7]] min=-2 max=7",
-                   "g3 series=[P]", "g4 series=[u [1], u [2], u [3]]"}
-            << QStringList {};
-        QTest::newRow("strict comparisons: -0 after +0 moves neither min nor max")
-            << plainRules << Steps {batch(0, {sample(0, {0.0}), sample(0, {-0.0})})}
-            << QStringList {"0:1", "0:2"}
-            << QStringList {"time=0 exec=0", "h0 id=0 time=[0,0] data=[[0,-0]] min=0 max=0",
-                   "g3 series=[P]", "g4 series=[u [1], u [2], u [3]]"}
-            << QStringList {};
-        QTest::newRow("NaN is stored but moves neither min nor max")
-            << plainRules
-            << Steps {batch(
-                   0, {sample(0, {std::nan("")}), sample(0, {1}), sample(0, {std::nan("")})})}
-            << QStringList {"0:1", "0:2", "0:3"}
-            << QStringList {"time=0 exec=0", "h0 id=0 time=[0,0,0] data=[[nan,1,nan]] min=1 max=1",
-                   "g3 series=[P]", "g4 series=[u [1], u [2], u [3]]"}
-            << QStringList {};
-        QTest::newRow("without a time track every x is 0.0")
-            << plainRules
-            << Steps {batch(5000, {sample(0, {1}), sample(1, {1, 2, 3})}),
-                   batch(6000, {sample(0, {2})})}
-            << QStringList {"0:1", "1:1", "0:2"}
-            << QStringList {"time=0 exec=0", "h0 id=0 time=[0,0] data=[[1,2]] min=1 max=2",
-                   "h1 id=1 time=[0] data=[[1],[2],[3]] min=1 max=3", "g3 series=[P]",
-                   "g4 series=[u [1], u [2], u [3]]"}
+            << Steps {batch(0,
+                   {sample(0, {std::nan("")}), sample(0, {0.0}), sample(0, {-0.0}),
+                       sample(0, {std::nan("")})})}
+            << QStringList {"0:1", "0:2", "0:3", "0:4"}
+            << QStringList {"time=0 exec=0",
+                   "h0 id=0 time=[0,0,0,0] data=[[nan,0,-0,nan]] min=0 max=0"}
             << QStringList {};
         QTest::newRow("indexed value: series and vectors from its index at the first sample")
             << monitorRules
@@ -470,8 +391,6 @@ private slots:
             << QStringList {"0:1", "5:1", "5:2"}
             << QStringList {"time=0.5 exec=1", "h0 id=0 time=[0.5] data=[[1]] min=1 max=1",
                    "h5 id=5 time=[0.5,0.5] data=[[1,5],[2,6],[3,7],[4,8]] min=1 max=8",
-                   "g3 series=[time]", "g4 series=[fem.iteration]", "g5 series=[fem.error]",
-                   "g6 series=[P]", "g7 series=[u [1], u [2], u [3]]",
                    "g8 series=[A [1], A [2], B [1], B [2]]"}
             << QStringList {};
         QTest::newRow("index changing its line count later: samples of another size skipped")
@@ -480,11 +399,9 @@ private slots:
                    idx(2, 0, {"A", "B", "C"}), batch(0, {sample(5, {1, 2, 3, 4, 5, 6})}),
                    idx(2, 0, {"A"}), batch(0, {sample(5, {9, 9}), sample(3, {1})})}
             << QStringList {"5:1", "3:1"}
-            << QStringList {"time=0 exec=0", "h0 id=0 time=[] data=[[]] min=DBL_MAX max=-DBL_MAX",
-                   "h3 id=3 time=[0] data=[[1]] min=1 max=1",
-                   "h5 id=5 time=[0] data=[[1],[2],[3],[4]] min=1 max=4", "g3 series=[time]",
-                   "g4 series=[fem.iteration]", "g5 series=[fem.error]", "g6 series=[P]",
-                   "g7 series=[u [1], u [2], u [3]]", "g8 series=[A [1], A [2], B [1], B [2]]"}
+            << QStringList {"time=0 exec=0", "h3 id=3 time=[0] data=[[1]] min=1 max=1",
+                   "h5 id=5 time=[0] data=[[1],[2],[3],[4]] min=1 max=4",
+                   "g8 series=[A [1], A [2], B [1], B [2]]"}
             << QStringList {
                    "sample of tracked value 5 with 6 components skipped, its history has 4",
                    "sample of tracked value 5 with 2 components skipped, its history has 4"};
@@ -493,10 +410,8 @@ private slots:
             << Steps {rawBatch(0, {sample(5, {1, 2})}), idx(2, 0, {"L"}),
                    batch(0, {sample(5, {3, 4})})}
             << QStringList {"5:1"}
-            << QStringList {"time=0 exec=0", "h0 id=0 time=[] data=[[]] min=DBL_MAX max=-DBL_MAX",
-                   "h5 id=5 time=[0] data=[[3],[4]] min=3 max=4", "g3 series=[time]",
-                   "g4 series=[fem.iteration]", "g5 series=[fem.error]", "g6 series=[P]",
-                   "g7 series=[u [1], u [2], u [3]]", "g8 series=[L [1], L [2]]"}
+            << QStringList {"time=0 exec=0", "h5 id=5 time=[0] data=[[3],[4]] min=3 max=4",
+                   "g8 series=[L [1], L [2]]"}
             << QStringList {
                    "sample of tracked value 5 with 2 components skipped, its history has 0"};
         QTest::newRow("index of another type or rule does not size the value")
@@ -504,10 +419,8 @@ private slots:
             << Steps {idx(2, 1, {"X", "Y", "Z"}), idx(0, 0, {"X", "Y", "Z"}), idx(2, 0, {"A"}),
                    batch(0, {sample(5, {1, 2})})}
             << QStringList {"5:1"}
-            << QStringList {"time=0 exec=0", "h0 id=0 time=[] data=[[]] min=DBL_MAX max=-DBL_MAX",
-                   "h5 id=5 time=[0] data=[[1],[2]] min=1 max=2", "g3 series=[time]",
-                   "g4 series=[fem.iteration]", "g5 series=[fem.error]", "g6 series=[P]",
-                   "g7 series=[u [1], u [2], u [3]]", "g8 series=[A [1], A [2]]"}
+            << QStringList {"time=0 exec=0", "h5 id=5 time=[0] data=[[1],[2]] min=1 max=2",
+                   "g8 series=[A [1], A [2]]"}
             << QStringList {};
         QTest::newRow("wrong component counts and unknown ids skipped, the rest kept in order")
             << plainRules
@@ -516,8 +429,7 @@ private slots:
                        sample(1, {1, 2, 3, 4}), sample(1000000, {1}), sample(1, {4, 5, 6})})}
             << QStringList {"0:1", "1:1"}
             << QStringList {"time=0 exec=0", "h0 id=0 time=[0] data=[[1]] min=1 max=1",
-                   "h1 id=1 time=[0] data=[[4],[5],[6]] min=4 max=6", "g3 series=[P]",
-                   "g4 series=[u [1], u [2], u [3]]"}
+                   "h1 id=1 time=[0] data=[[4],[5],[6]] min=4 max=6"}
             << QStringList {"sample of unknown tracked value -1 skipped",
                    "sample of tracked value 1 with 2 components skipped, its history has 3",
                    "sample of unknown tracked value 2 skipped",
@@ -530,15 +442,14 @@ private slots:
             << QStringList {"0:1", "1:1", "0:2"}
             << QStringList {"time=0.25 exec=2",
                    "h0 id=0 time=[0,0.25] data=[[1,3],[2,4]] min=1 max=4",
-                   "h1 id=1 time=[0.25] data=[[2]] min=2 max=2", "g3 series=[L1, L2]",
-                   "g4 series=[time]"}
+                   "h1 id=1 time=[0.25] data=[[2]] min=2 max=2", "g3 series=[L1, L2]"}
             << QStringList {};
         QTest::newRow("value of no components: x stored, sample announced")
             << Rules {{"R", {{"Z", 0, 0, 1}, {"P"}}}}
             << Steps {batch(0, {sample(0, {}), sample(1, {1}), sample(0, {})})}
             << QStringList {"0:1", "1:1", "0:2"}
             << QStringList {"time=0 exec=0", "h0 id=0 time=[0,0] data=[] min=DBL_MAX max=-DBL_MAX",
-                   "h1 id=1 time=[0] data=[[1]] min=1 max=1", "g3 series=[]", "g4 series=[P]"}
+                   "h1 id=1 time=[0] data=[[1]] min=1 max=1"}
             << QStringList {};
     }
 
@@ -553,39 +464,39 @@ private slots:
         for (const QString &message : messages)
             QTest::ignoreMessage(QtDebugMsg, qPrintable(message));
 
-        auto store = QSharedPointer<KvCommClientData>::create();
-        KvcResultsData model;
-        model.setSimulationData(store);
+        Followed f;
         QString error;
-        QVERIFY2(setRules(*store, rules, &error), qPrintable(error));
+        QVERIFY2(setRules(*f.store, rules, &error), qPrintable(error));
+        const int count = f.store->simNumTrackedData();
+        const auto dump = [&] { return dumpHistories(f.model, count) + dumpSeries(f.model); };
+        const QStringList before = dump();
 
         // Each announcement records how many samples its history holds by then:
         // the sample must already be stored.
         QStringList actualAnnounced;
-        connect(&model, &KvcResultsData::trackedDataReceived, this, [&](int id) {
+        connect(&f.model, &KvcResultsData::trackedDataReceived, this, [&](int id) {
             actualAnnounced << QStringLiteral("%1:%2").arg(id).arg(
-                model.simTrackedData(id).time.size());
+                f.model.simTrackedData(id).time.size());
         });
-
         for (int i = 0; i < steps.size(); ++i)
-            QVERIFY2(runStep(*store, steps[i], &error),
+            QVERIFY2(runStep(*f.store, steps[i], &error),
                 qPrintable(QStringLiteral("step %1: %2").arg(i).arg(error)));
 
         QCOMPARE(actualAnnounced, announced);
-        const QStringList actual
-            = QStringList {QStringLiteral("time=%1 exec=%2")
-                               .arg(num(model.currentTime()), num(model.currentExecutionTime()))}
-            + dumpHistories(model, store->simNumTrackedData()) + dumpSeries(model);
+        const QStringList actual = QStringList {QStringLiteral("time=%1 exec=%2")
+                                                    .arg(num(f.model.currentTime()),
+                                                        num(f.model.currentExecutionTime()))}
+            + changes(before, dump());
         COMPARE_TEXT(actual, expected);
 
         // The time accessors read the time track, and nothing outside it.
-        const int timeTrack = model.timeTrackId();
+        const int timeTrack = f.model.timeTrackId();
         if (timeTrack >= 0) {
-            QCOMPARE(&model.simTimeData(), &model.simTrackedData(timeTrack).time);
-            QCOMPARE(&model.simExecTimeData(), &model.simTrackedData(timeTrack).data.at(0));
+            QCOMPARE(&f.model.simTimeData(), &f.model.simTrackedData(timeTrack).time);
+            QCOMPARE(&f.model.simExecTimeData(), &f.model.simTrackedData(timeTrack).data.at(0));
         } else {
-            QVERIFY(model.simTimeData().isEmpty());
-            QVERIFY(model.simExecTimeData().isEmpty());
+            QVERIFY(f.model.simTimeData().isEmpty());
+            QVERIFY(f.model.simExecTimeData().isEmpty());
         }
     }
 
@@ -596,37 +507,26 @@ private slots:
         QTest::addColumn<QStringList>("expected");
         QTest::addColumn<QStringList>("messages");
 
-        // Rows of the expected table: rules 0..2 and the out-of-range rules -1
-        // and 3; columns: index types 0..2 and the invalid 3 and -1.
+        // The records that are not the default one, of rules 0..2 and the
+        // out-of-range rules -1 and 3, index types 0..2 and the invalid 3 and -1.
         QTest::newRow("nothing arrived: default records everywhere")
-            << Steps() << QStringList()
-            << QStringList {"r-1: - - - - -", "r0: - - - - -", "r1: - - - - -", "r2: - - - - -",
-                   "r3: - - - - -"}
-            << QStringList {};
+            << Steps() << QStringList() << QStringList() << QStringList();
         QTest::newRow("one rule's record leaves the other rules and types default")
-            << Steps {idx(1, 0, {"A", "B"})} << QStringList {"1:0"}
-            << QStringList {"r-1: - - - - -", "r0: - - - - -", "r1: 0[A,B] - - - -",
-                   "r2: - - - - -", "r3: - - - - -"}
-            << QStringList {};
+            << Steps {idx(1, 0, {"A", "B"})} << QStringList {"1:0"} << QStringList {"r1 t0: 0[A,B]"}
+            << QStringList();
         QTest::newRow("several rules and types kept apart")
             << Steps {idx(2, 2, {"p1"}), idx(0, 1, {"c1", "c2"}), idx(2, 0, {"n1"}),
                    idx(0, 2, {"p2", "p3"})}
             << QStringList {"2:2", "0:1", "2:0", "0:2"}
-            << QStringList {"r-1: - - - - -", "r0: - 1[c1,c2] 2[p2,p3] - -", "r1: - - - - -",
-                   "r2: 0[n1] - 2[p1] - -", "r3: - - - - -"}
-            << QStringList {};
+            << QStringList {"r0 t1: 1[c1,c2]", "r0 t2: 2[p2,p3]", "r2 t0: 0[n1]", "r2 t2: 2[p1]"}
+            << QStringList();
         QTest::newRow("index data arriving again replaces the record")
             << Steps {idx(1, 1, {"old"}), idx(1, 1, {"new1", "new2"}), idx(1, 1, {})}
-            << QStringList {"1:1", "1:1", "1:1"}
-            << QStringList {"r-1: - - - - -", "r0: - - - - -", "r1: - 1[] - - -", "r2: - - - - -",
-                   "r3: - - - - -"}
-            << QStringList {};
+            << QStringList {"1:1", "1:1", "1:1"} << QStringList {"r1 t1: 1[]"} << QStringList();
         QTest::newRow("unknown rules and an invalid type skipped, announce nothing")
             << Steps {idx(3, 0, {"x"}, Step::RawIndex), idx(-1, 1, {"x"}, Step::RawIndex),
                    idx(0, 3, {"x"}, Step::RawIndex), idx(1, 2, {"ok"}, Step::RawIndex)}
-            << QStringList {"1:2"}
-            << QStringList {"r-1: - - - - -", "r0: - - - - -", "r1: - - 2[ok] - -", "r2: - - - - -",
-                   "r3: - - - - -"}
+            << QStringList {"1:2"} << QStringList {"r1 t2: 2[ok]"}
             << QStringList {"index data of unknown rule 3 skipped",
                    "index data of unknown rule -1 skipped",
                    "index data of rule 0 with invalid index type 3 skipped"};
@@ -638,67 +538,65 @@ private slots:
         QFETCH(QStringList, announced);
         QFETCH(QStringList, expected);
         QFETCH(QStringList, messages);
-        // Every skip says which; a missing message fails the row.
         for (const QString &message : messages)
             QTest::ignoreMessage(QtDebugMsg, qPrintable(message));
 
-        auto store = QSharedPointer<KvCommClientData>::create();
-        KvcResultsData model;
-        model.setSimulationData(store);
+        Followed f;
         QString error;
-        QVERIFY2(setRules(*store, Rules {{"a", {{"x"}}}, {"b", {{"y"}}}, {"c", {}}}, &error),
+        QVERIFY2(setRules(*f.store, Rules {{"a", {{"x"}}}, {"b", {{"y"}}}, {"c", {}}}, &error),
             qPrintable(error));
-
         QStringList actualAnnounced;
-        connect(&model, &KvcResultsData::trackedIndexDataAvailable, this, [&](int rule, int type) {
-            // Stored before it is announced.
-            QCOMPARE(model.simRuleIndexData(rule, type).indexType(), type);
-            actualAnnounced << QStringLiteral("%1:%2").arg(rule).arg(type);
-        });
+        connect(
+            &f.model, &KvcResultsData::trackedIndexDataAvailable, this, [&](int rule, int type) {
+                // Stored before it is announced.
+                QCOMPARE(f.model.simRuleIndexData(rule, type).indexType(), type);
+                actualAnnounced << QStringLiteral("%1:%2").arg(rule).arg(type);
+            });
         for (int i = 0; i < steps.size(); ++i)
-            QVERIFY2(runStep(*store, steps[i], &error),
+            QVERIFY2(runStep(*f.store, steps[i], &error),
                 qPrintable(QStringLiteral("step %1: %2").arg(i).arg(error)));
         QCOMPARE(actualAnnounced, announced);
 
-        const KvCommClientTrackedIndexData *none = &model.simRuleIndexData(-1, -1);
+        const KvCommClientTrackedIndexData *none = &f.model.simRuleIndexData(-1, -1);
         QCOMPARE(none->numLines(), 0);
         QStringList actual;
         for (int rule : {-1, 0, 1, 2, 3}) {
-            QStringList row;
             for (int type : {0, 1, 2, 3, -1}) {
-                const KvCommClientTrackedIndexData &record = model.simRuleIndexData(rule, type);
-                // "-" is the default record: no lines, type 0.
+                const KvCommClientTrackedIndexData &record = f.model.simRuleIndexData(rule, type);
+                // The default record: no lines, type 0.
                 if (record.lines().isEmpty() && record.indexType() == 0)
-                    row << QStringLiteral("-");
-                else
-                    row << QStringLiteral("%1[%2]")
-                               .arg(record.indexType())
-                               .arg(record.lines().join(QLatin1Char(',')));
+                    continue;
+                actual << QStringLiteral("r%1 t%2: %3[%4]")
+                              .arg(rule)
+                              .arg(type)
+                              .arg(record.indexType())
+                              .arg(record.lines().join(QLatin1Char(',')));
             }
-            actual << QStringLiteral("r%1: %2").arg(rule).arg(row.join(QLatin1Char(' ')));
         }
         COMPARE_TEXT(actual, expected);
         // Every answer outside the stored vectors is the one static record.
-        QCOMPARE(&model.simRuleIndexData(3, 0), none);
-        QCOMPARE(&model.simRuleIndexData(0, 3), none);
+        QCOMPARE(&f.model.simRuleIndexData(3, 0), none);
+        QCOMPARE(&f.model.simRuleIndexData(0, 3), none);
     }
 
     void forwardsTheStoresInformationSignals()
     {
-        auto store = QSharedPointer<KvCommClientData>::create();
-        KvcResultsData model;
-        model.setSimulationData(store);
-        QSignalSpy info(&model, &KvcResultsData::simulationInfoAvailable);
-        QSignalSpy updated(&model, &KvcResultsData::simulationTrackedDataInfoUpdated);
+        Followed f;
+        QSignalSpy info(&f.model, &KvcResultsData::simulationInfoAvailable);
+        QSignalSpy updated(&f.model, &KvcResultsData::simulationTrackedDataInfoUpdated);
 
-        store->setSimulationInfo("sim", "desc", {}, {}, {});
+        f.store->setSimulationInfo("sim", "desc", {}, {}, {});
         QCOMPARE(info.count(), 1);
+        // The result's name is the host's, not the simulation's.
+        QCOMPARE(f.model.name(), QString());
+        f.model.setResultName("run 3");
+        QCOMPARE(f.model.name(), QStringLiteral("run 3"));
 
         QString error;
-        QVERIFY2(setRules(*store, plainRules, &error), qPrintable(error));
-        KvCommClientTrackedRuleDataInfo changed = store->simTrackedDataInfo(1);
+        QVERIFY2(setRules(*f.store, plainRules, &error), qPrintable(error));
+        KvCommClientTrackedRuleDataInfo changed = f.store->simTrackedDataInfo(1);
         changed.unit = "m/s";
-        QVERIFY2(store->updateTrackedDataInfo(changed, &error), qPrintable(error));
+        QVERIFY2(f.store->updateTrackedDataInfo(changed, &error), qPrintable(error));
         QCOMPARE(updated.count(), 1);
         QCOMPARE(updated.at(0).at(0).toInt(), 1);
         QCOMPARE(info.count(), 1);
@@ -708,12 +606,10 @@ private slots:
     {
         // 40 vectors that gain an element with every batch: without care they
         // all fill up, and are copied, in the same batch.
-        auto store = QSharedPointer<KvCommClientData>::create();
-        KvcResultsData model;
-        model.setSimulationData(store);
+        Followed f;
+        KvcResultsData &model = f.model;
         QString error;
-        QVERIFY2(setRules(*store, {{"r", {ValueDesc("time"), ValueDesc("v", 0, 39)}}}, &error),
-            qPrintable(error));
+        QVERIFY2(setRules(*f.store, {{"r", {{"time"}, {"v", 0, 39}}}}, &error), qPrintable(error));
         auto capacities = [&] {
             QVector<int> c;
             for (int id = 0; id < 2; ++id) {
@@ -728,7 +624,8 @@ private slots:
         QVector<int> before = capacities();
         int worstBatch = 0;
         for (int k = 0; k < 100000; ++k) {
-            QVERIFY(store->addTrackedData({sample(0, {double(k)}), sample(1, values)}, k, &error));
+            QVERIFY(
+                f.store->addTrackedData({sample(0, {double(k)}), sample(1, values)}, k, &error));
             const QVector<int> after = capacities();
             int grown = 0;
             // The component vectors appear with the first sample.
@@ -741,40 +638,39 @@ private slots:
         QCOMPARE(worstBatch, 1);
     }
 
-    void resultNameIsTheHostsOwn()
+    void accessorsOutsideTheirPreconditionsAnswerEmptyData_data()
     {
-        KvcResultsData model;
-        QCOMPARE(model.name(), QString());
-        model.setResultName("run 3");
-        QCOMPARE(model.name(), QStringLiteral("run 3"));
+        QTest::addColumn<bool>("withRules");
+        QTest::newRow("no rule data yet") << false;
+        QTest::newRow("rule data without a time track, a sample") << true;
     }
 
     void accessorsOutsideTheirPreconditionsAnswerEmptyData()
     {
-        auto store = QSharedPointer<KvCommClientData>::create();
-        KvcResultsData model;
-        model.setSimulationData(store);
-        QString error;
-        QVERIFY2(setRules(*store, plainRules, &error), qPrintable(error));
-        QVERIFY(store->addTrackedData({sample(0, {1})}, 0, &error));
-
-        for (int id : {-1, 2, 1000}) {
-            const KvcResultsData::TrackedData &h = model.simTrackedData(id);
+        QFETCH(bool, withRules);
+        Followed f;
+        if (withRules) {
+            QVERIFY(setRules(*f.store, plainRules));
+            QVERIFY(f.store->addTrackedData({sample(0, {1})}, 0));
+        }
+        for (int id : {-1, f.store->simNumTrackedData(), 1000}) {
+            const KvcResultsData::TrackedData &h = f.model.simTrackedData(id);
             QCOMPARE(h.id, -1);
             QVERIFY(h.data.isEmpty());
             QVERIFY(h.time.isEmpty());
         }
-        QVERIFY(model.simTimeData().isEmpty());
-        QVERIFY(model.simExecTimeData().isEmpty());
-        QCOMPARE(model.currentTime(), 0.0);
-        QCOMPARE(model.currentExecutionTime(), 0.0);
+        QCOMPARE(f.model.timeTrackId(), -1);
+        QVERIFY(f.model.simTimeData().isEmpty());
+        QVERIFY(f.model.simExecTimeData().isEmpty());
+        QCOMPARE(f.model.currentTime(), 0.0);
+        QCOMPARE(f.model.currentExecutionTime(), 0.0);
     }
 
     void storeDroppedByNullDoesNothingOnLateSignals()
     {
-        auto store = QSharedPointer<KvCommClientData>::create();
-        KvcResultsData model;
-        model.setSimulationData(store);
+        Followed f;
+        const QSharedPointer<KvCommClientData> store = f.store;
+        KvcResultsData &model = f.model;
         model.setSimulationData({});
         QVERIFY(model.simulationData().isNull());
         QSignalSpy samples(&model, &KvcResultsData::trackedDataReceived);
