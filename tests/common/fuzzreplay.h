@@ -33,8 +33,8 @@ inline int replayFuzzInputs(int argc, char *argv[])
                 return 1;
             }
             const QByteArray data = f.readAll();
-            LLVMFuzzerTestOneInput(reinterpret_cast<const uint8_t *>(data.constData()),
-                                   size_t(data.size()));
+            LLVMFuzzerTestOneInput(
+                reinterpret_cast<const uint8_t *>(data.constData()), size_t(data.size()));
             ++files;
         }
     }

@@ -35,8 +35,8 @@ ModalAnswerer::ModalAnswerer()
             if (answer.tick && guard->checkBox())
                 guard->checkBox()->setChecked(true);
             QAbstractButton *button = answer.button != QMessageBox::NoButton
-                                          ? guard->button(answer.button)
-                                          : guard->escapeButton();
+                ? guard->button(answer.button)
+                : guard->escapeButton();
             if (!button && !guard->buttons().isEmpty())
                 button = guard->buttons().first();
             if (button)
@@ -47,10 +47,7 @@ ModalAnswerer::ModalAnswerer()
     });
 }
 
-ModalAnswerer::~ModalAnswerer()
-{
-    QtMessageBox::setExecHook({});
-}
+ModalAnswerer::~ModalAnswerer() { QtMessageBox::setExecHook({}); }
 
 void ModalAnswerer::queueAnswer(QMessageBox::StandardButton button, bool tickCheckBox)
 {
@@ -67,25 +64,25 @@ void ModalAnswerer::queueAction(std::function<void(QMessageBox *)> action)
     m_answers.enqueue(answer);
 }
 
-void handleNextModal(std::function<void(QWidget *)> handler, const char *className,
-                     int timeoutMs)
+void handleNextModal(std::function<void(QWidget *)> handler, const char *className, int timeoutMs)
 {
     auto *timer = new QTimer(qApp);
     auto *elapsed = new QElapsedTimer;
     elapsed->start();
     timer->setInterval(10);
-    QObject::connect(timer, &QTimer::timeout, timer, [timer, elapsed, handler, className, timeoutMs] {
-        QWidget *modal = QApplication::activeModalWidget();
-        const bool found = modal && !qobject_cast<QMessageBox *>(modal) && modal->isVisible()
-                           && (!className || modal->inherits(className));
-        if (!found && elapsed->elapsed() < timeoutMs)
-            return;
-        timer->stop();
-        timer->deleteLater();
-        delete elapsed;
-        if (found)
-            handler(modal);
-    });
+    QObject::connect(
+        timer, &QTimer::timeout, timer, [timer, elapsed, handler, className, timeoutMs] {
+            QWidget *modal = QApplication::activeModalWidget();
+            const bool found = modal && !qobject_cast<QMessageBox *>(modal) && modal->isVisible()
+                && (!className || modal->inherits(className));
+            if (!found && elapsed->elapsed() < timeoutMs)
+                return;
+            timer->stop();
+            timer->deleteLater();
+            delete elapsed;
+            if (found)
+                handler(modal);
+        });
     timer->start();
 }
 

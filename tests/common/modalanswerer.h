@@ -55,8 +55,8 @@ private:
 /// and, when `className` is given, inherits that class (a dialog, a file or
 /// input dialog), from the event loop, as soon as it shows; gives up after
 /// `timeoutMs`. The handler must close the widget.
-void handleNextModal(std::function<void(QWidget *)> handler, const char *className = nullptr,
-                     int timeoutMs = 10000);
+void handleNextModal(
+    std::function<void(QWidget *)> handler, const char *className = nullptr, int timeoutMs = 10000);
 
 /// Top-level widgets still alive; a test's cleanup() checks that none leaked.
 int visibleTopLevelWidgets();

@@ -4,8 +4,7 @@
 
 namespace {
 
-template<typename T>
-bool fail(QString *error, const T &message)
+template<typename T> bool fail(QString *error, const T &message)
 {
     if (error)
         *error = message;
@@ -16,8 +15,7 @@ bool fail(QString *error, const T &message)
 
 KvCommClientData::KvCommClientData(QObject *parent)
     : QObject(parent)
-{
-}
+{ }
 
 KvCommClientData::~KvCommClientData() = default;
 
@@ -31,20 +29,11 @@ void KvCommClientData::checkLayout()
 #pragma GCC diagnostic pop
 }
 
-QString KvCommClientData::simName() const
-{
-    return m_name;
-}
+QString KvCommClientData::simName() const { return m_name; }
 
-QString KvCommClientData::simDescription() const
-{
-    return m_description;
-}
+QString KvCommClientData::simDescription() const { return m_description; }
 
-int KvCommClientData::simNumRules() const
-{
-    return m_rules.size();
-}
+int KvCommClientData::simNumRules() const { return m_rules.size(); }
 
 const KvCommClientTrackedRuleInfo &KvCommClientData::simRuleInfo(int rule)
 {
@@ -54,10 +43,7 @@ const KvCommClientTrackedRuleInfo &KvCommClientData::simRuleInfo(int rule)
     return m_rules.at(rule);
 }
 
-int KvCommClientData::simNumTrackedData() const
-{
-    return m_trackedInfo.size();
-}
+int KvCommClientData::simNumTrackedData() const { return m_trackedInfo.size(); }
 
 const KvCommClientTrackedRuleDataInfo &KvCommClientData::simTrackedDataInfo(int id)
 {
@@ -67,10 +53,7 @@ const KvCommClientTrackedRuleDataInfo &KvCommClientData::simTrackedDataInfo(int 
     return m_trackedInfo.at(id);
 }
 
-bool KvCommClientData::hasRuleData() const
-{
-    return m_hasRuleData;
-}
+bool KvCommClientData::hasRuleData() const { return m_hasRuleData; }
 
 KvCommClientTrackedIndexData KvCommClientData::indexData(int rule, int indexType) const
 {
@@ -96,20 +79,12 @@ int KvCommClientData::expectedComponents(int id) const
     return perLine * index.numLines();
 }
 
-qint64 KvCommClientData::samplesReceived() const
-{
-    return m_samplesReceived;
-}
+qint64 KvCommClientData::samplesReceived() const { return m_samplesReceived; }
 
-qint64 KvCommClientData::samplesMissed() const
-{
-    return m_samplesMissed;
-}
+qint64 KvCommClientData::samplesMissed() const { return m_samplesMissed; }
 
 void KvCommClientData::setSimulationInfo(const QString &name, const QString &description,
-                                         const QStringList &files,
-                                         const QDateTime &loadingTime,
-                                         const QDateTime &runningTime)
+    const QStringList &files, const QDateTime &loadingTime, const QDateTime &runningTime)
 {
     m_name = name;
     m_description = description;
@@ -120,8 +95,7 @@ void KvCommClientData::setSimulationInfo(const QString &name, const QString &des
 }
 
 bool KvCommClientData::setRuleData(const QVector<KvCommClientTrackedRuleInfo> &rules,
-                                   const QVector<KvCommClientTrackedRuleDataInfo> &trackedData,
-                                   QString *error)
+    const QVector<KvCommClientTrackedRuleDataInfo> &trackedData, QString *error)
 {
     if (m_hasRuleData)
         return fail(error, QStringLiteral("rule data received twice"));
@@ -131,24 +105,33 @@ bool KvCommClientData::setRuleData(const QVector<KvCommClientTrackedRuleInfo> &r
     for (int r = 0; r < rules.size(); ++r) {
         const KvCommClientTrackedRuleInfo &rule = rules.at(r);
         if (rule.numTrackedData < 0 || rule.numTrackedData > trackedData.size() - next)
-            return fail(error, QStringLiteral("rule %1 declares %2 tracked values, more than described")
-                                   .arg(r).arg(rule.numTrackedData));
+            return fail(error,
+                QStringLiteral("rule %1 declares %2 tracked values, more than described")
+                    .arg(r)
+                    .arg(rule.numTrackedData));
         for (int k = 0; k < rule.numTrackedData; ++k, ++next) {
             const KvCommClientTrackedRuleDataInfo &info = trackedData.at(next);
             if (info.id != next || info.ruleId != r)
                 return fail(error, QStringLiteral("tracked value %1 is out of order").arg(next));
             if (info.numRows < 0 || info.numCols < 0
                 || qint64(info.numRows) * info.numCols > 1 << 20)
-                return fail(error, QStringLiteral("tracked value %1 has an invalid size %2 x %3")
-                                       .arg(next).arg(info.numRows).arg(info.numCols));
+                return fail(error,
+                    QStringLiteral("tracked value %1 has an invalid size %2 x %3")
+                        .arg(next)
+                        .arg(info.numRows)
+                        .arg(info.numCols));
             if (info.indexedBy < 0 || info.indexedBy > KvCommClientTrackedIndexData::NumIndexTypes)
-                return fail(error, QStringLiteral("tracked value %1 has an invalid index type %2")
-                                       .arg(next).arg(info.indexedBy));
+                return fail(error,
+                    QStringLiteral("tracked value %1 has an invalid index type %2")
+                        .arg(next)
+                        .arg(info.indexedBy));
         }
     }
     if (next != trackedData.size())
-        return fail(error, QStringLiteral("%1 tracked values described, %2 declared by the rules")
-                               .arg(trackedData.size()).arg(next));
+        return fail(error,
+            QStringLiteral("%1 tracked values described, %2 declared by the rules")
+                .arg(trackedData.size())
+                .arg(next));
     m_rules = rules;
     for (int r = 0; r < m_rules.size(); ++r)
         m_rules[r].id = r;
@@ -158,8 +141,8 @@ bool KvCommClientData::setRuleData(const QVector<KvCommClientTrackedRuleInfo> &r
     return true;
 }
 
-bool KvCommClientData::updateTrackedDataInfo(const KvCommClientTrackedRuleDataInfo &info,
-                                             QString *error)
+bool KvCommClientData::updateTrackedDataInfo(
+    const KvCommClientTrackedRuleDataInfo &info, QString *error)
 {
     if (info.id < 0 || info.id >= m_trackedInfo.size())
         return fail(error, QStringLiteral("update of unknown tracked value %1").arg(info.id));
@@ -172,8 +155,8 @@ bool KvCommClientData::updateTrackedDataInfo(const KvCommClientTrackedRuleDataIn
     return true;
 }
 
-bool KvCommClientData::addTrackedIndexData(int ruleId, const KvCommClientTrackedIndexData &data,
-                                           qint64 elapsedTime, QString *error)
+bool KvCommClientData::addTrackedIndexData(
+    int ruleId, const KvCommClientTrackedIndexData &data, qint64 elapsedTime, QString *error)
 {
     if (!m_hasRuleData)
         return fail(error, QStringLiteral("index data before the rule data"));
@@ -190,19 +173,22 @@ bool KvCommClientData::addTrackedIndexData(int ruleId, const KvCommClientTracked
     return true;
 }
 
-bool KvCommClientData::addTrackedData(const QList<KvCommClientTrackedData> &data,
-                                      qint64 elapsedTime, QString *error)
+bool KvCommClientData::addTrackedData(
+    const QList<KvCommClientTrackedData> &data, qint64 elapsedTime, QString *error)
 {
     if (!m_hasRuleData)
         return fail(error, QStringLiteral("samples before the rule data"));
     for (const KvCommClientTrackedData &sample : data) {
         const int expected = expectedComponents(sample.id);
         if (expected < 0)
-            return fail(error, QStringLiteral("sample of unknown or unindexed tracked value %1")
-                                   .arg(sample.id));
+            return fail(error,
+                QStringLiteral("sample of unknown or unindexed tracked value %1").arg(sample.id));
         if (sample.values.size() != expected)
-            return fail(error, QStringLiteral("sample of tracked value %1 has %2 components, %3 expected")
-                                   .arg(sample.id).arg(sample.values.size()).arg(expected));
+            return fail(error,
+                QStringLiteral("sample of tracked value %1 has %2 components, %3 expected")
+                    .arg(sample.id)
+                    .arg(sample.values.size())
+                    .arg(expected));
     }
     for (const KvCommClientTrackedData &sample : data) {
         if (sample.sequence >= 0) {

@@ -63,17 +63,15 @@ public:
 
     // Feeding operations (see the class comment).
     void setSimulationInfo(const QString &name, const QString &description,
-                           const QStringList &files, const QDateTime &loadingTime,
-                           const QDateTime &runningTime);
+        const QStringList &files, const QDateTime &loadingTime, const QDateTime &runningTime);
     bool setRuleData(const QVector<KvCommClientTrackedRuleInfo> &rules,
-                     const QVector<KvCommClientTrackedRuleDataInfo> &trackedData,
-                     QString *error = nullptr);
-    bool updateTrackedDataInfo(const KvCommClientTrackedRuleDataInfo &info,
-                               QString *error = nullptr);
+        const QVector<KvCommClientTrackedRuleDataInfo> &trackedData, QString *error = nullptr);
+    bool updateTrackedDataInfo(
+        const KvCommClientTrackedRuleDataInfo &info, QString *error = nullptr);
     bool addTrackedIndexData(int ruleId, const KvCommClientTrackedIndexData &data,
-                             qint64 elapsedTime, QString *error = nullptr);
-    bool addTrackedData(const QList<KvCommClientTrackedData> &data, qint64 elapsedTime,
-                        QString *error = nullptr);
+        qint64 elapsedTime, QString *error = nullptr);
+    bool addTrackedData(
+        const QList<KvCommClientTrackedData> &data, qint64 elapsedTime, QString *error = nullptr);
 
 signals:
     /// Name, description, files or times are (newly) available.
@@ -85,8 +83,8 @@ signals:
     /// A batch of samples; `elapsedTime` in ms since the simulation started.
     void trackedDataReceived(const QList<KvCommClientTrackedData> &data, qint64 elapsedTime);
     /// Index data for rule `ruleId`.
-    void trackedIndexDataAvailable(int ruleId, const KvCommClientTrackedIndexData &data,
-                                   qint64 elapsedTime);
+    void trackedIndexDataAvailable(
+        int ruleId, const KvCommClientTrackedIndexData &data, qint64 elapsedTime);
 
 private:
     static void checkLayout();

@@ -22,8 +22,8 @@ struct KVCOMM_EXPORT KvCommClientTrackedData {
     KvCommClientTrackedData &operator=(KvCommClientTrackedData &&other) noexcept;
     ~KvCommClientTrackedData();
 
-    int id = -1;         ///< identifier of the tracked value
-    quint32 flags = 0;   ///< Flag bits
+    int id = -1; ///< identifier of the tracked value
+    quint32 flags = 0; ///< Flag bits
     qint64 sequence = -1; ///< number of the sample in the server's stream, from 0, -1 if unknown
     QVector<double> values;
 };

@@ -29,15 +29,15 @@ KvCommClientTrackedData::KvCommClientTrackedData(int id, QVector<double> values,
     : id(id)
     , sequence(sequence)
     , values(std::move(values))
-{
-}
+{ }
 
 KvCommClientTrackedData::KvCommClientTrackedData(const KvCommClientTrackedData &other) = default;
-KvCommClientTrackedData::KvCommClientTrackedData(KvCommClientTrackedData &&other) noexcept = default;
-KvCommClientTrackedData &
-KvCommClientTrackedData::operator=(const KvCommClientTrackedData &other) = default;
-KvCommClientTrackedData &
-KvCommClientTrackedData::operator=(KvCommClientTrackedData &&other) noexcept = default;
+KvCommClientTrackedData::KvCommClientTrackedData(
+    KvCommClientTrackedData &&other) noexcept = default;
+KvCommClientTrackedData &KvCommClientTrackedData::operator=(const KvCommClientTrackedData &other)
+    = default;
+KvCommClientTrackedData &KvCommClientTrackedData::operator=(
+    KvCommClientTrackedData &&other) noexcept = default;
 KvCommClientTrackedData::~KvCommClientTrackedData() = default;
 
 class KvCommClientTrackedIndexDataPrivate : public QSharedData
@@ -47,8 +47,7 @@ public:
     QStringList lines;
 };
 
-KvCommClientTrackedIndexData::KvCommClientTrackedIndexData(IndexType type,
-                                                           const QStringList &lines)
+KvCommClientTrackedIndexData::KvCommClientTrackedIndexData(IndexType type, const QStringList &lines)
     : d(new KvCommClientTrackedIndexDataPrivate)
 {
     d->ref.ref();
@@ -64,8 +63,8 @@ KvCommClientTrackedIndexData::KvCommClientTrackedIndexData(
         d->ref.ref();
 }
 
-KvCommClientTrackedIndexData &
-KvCommClientTrackedIndexData::operator=(const KvCommClientTrackedIndexData &other)
+KvCommClientTrackedIndexData &KvCommClientTrackedIndexData::operator=(
+    const KvCommClientTrackedIndexData &other)
 {
     if (other.d != d) {
         if (other.d)
@@ -83,10 +82,7 @@ KvCommClientTrackedIndexData::~KvCommClientTrackedIndexData()
         delete d;
 }
 
-int KvCommClientTrackedIndexData::numLines() const
-{
-    return d ? d->lines.size() : 0;
-}
+int KvCommClientTrackedIndexData::numLines() const { return d ? d->lines.size() : 0; }
 
 QString KvCommClientTrackedIndexData::lineStr(int line) const
 {
@@ -100,7 +96,4 @@ KvCommClientTrackedIndexData::IndexType KvCommClientTrackedIndexData::indexType(
     return d ? d->type : Nodes;
 }
 
-QStringList KvCommClientTrackedIndexData::lines() const
-{
-    return d ? d->lines : QStringList();
-}
+QStringList KvCommClientTrackedIndexData::lines() const { return d ? d->lines : QStringList(); }

@@ -11,8 +11,8 @@ QtMessageBox::ExecHook &execHook()
 }
 
 QMessageBox::StandardButton show(QMessageBox::Icon icon, QWidget *parent, const QString &title,
-                                 const QString &text, QMessageBox::StandardButtons buttons,
-                                 QMessageBox::StandardButton defaultButton)
+    const QString &text, QMessageBox::StandardButtons buttons,
+    QMessageBox::StandardButton defaultButton)
 {
     QMessageBox box(icon, title, text, buttons, parent);
     if (defaultButton != QMessageBox::NoButton)
@@ -23,33 +23,29 @@ QMessageBox::StandardButton show(QMessageBox::Icon icon, QWidget *parent, const 
 } // namespace
 
 QMessageBox::StandardButton QtMessageBox::critical(QWidget *parent, const QString &title,
-                                                   const QString &text,
-                                                   QMessageBox::StandardButtons buttons,
-                                                   QMessageBox::StandardButton defaultButton)
+    const QString &text, QMessageBox::StandardButtons buttons,
+    QMessageBox::StandardButton defaultButton)
 {
     return show(QMessageBox::Critical, parent, title, text, buttons, defaultButton);
 }
 
 QMessageBox::StandardButton QtMessageBox::warning(QWidget *parent, const QString &title,
-                                                  const QString &text,
-                                                  QMessageBox::StandardButtons buttons,
-                                                  QMessageBox::StandardButton defaultButton)
+    const QString &text, QMessageBox::StandardButtons buttons,
+    QMessageBox::StandardButton defaultButton)
 {
     return show(QMessageBox::Warning, parent, title, text, buttons, defaultButton);
 }
 
 QMessageBox::StandardButton QtMessageBox::question(QWidget *parent, const QString &title,
-                                                   const QString &text,
-                                                   QMessageBox::StandardButtons buttons,
-                                                   QMessageBox::StandardButton defaultButton)
+    const QString &text, QMessageBox::StandardButtons buttons,
+    QMessageBox::StandardButton defaultButton)
 {
     return show(QMessageBox::Question, parent, title, text, buttons, defaultButton);
 }
 
 QMessageBox::StandardButton QtMessageBox::information(QWidget *parent, const QString &title,
-                                                      const QString &text,
-                                                      QMessageBox::StandardButtons buttons,
-                                                      QMessageBox::StandardButton defaultButton)
+    const QString &text, QMessageBox::StandardButtons buttons,
+    QMessageBox::StandardButton defaultButton)
 {
     return show(QMessageBox::Information, parent, title, text, buttons, defaultButton);
 }
