@@ -17,6 +17,7 @@
 #include <QLocale>
 #include <QMetaEnum>
 #include <QSaveFile>
+#include <QScreen>
 #include <QTextStream>
 #include <QTimer>
 #include <QTranslator>
@@ -116,6 +117,9 @@ int main(int argc, char **argv)
     if (headless && qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
         qputenv("QT_QPA_PLATFORM", "offscreen");
 
+    // Sharp text and lines at the size the screen's density calls for.
+    QCoreApplication::setAttribute(Qt::AA_EnableHighDpiScaling);
+    QCoreApplication::setAttribute(Qt::AA_UseHighDpiPixmaps);
     QApplication app(argc, argv);
     // Saved servers and silenced questions live under these names.
     QCoreApplication::setOrganizationName(QStringLiteral("kivoClientLib"));
@@ -153,7 +157,11 @@ int main(int argc, char **argv)
 
     const QString model = parser.positionalArguments().value(0, defaultModel());
     StudioWindow window;
-    window.resize(1400, 900);
+    // Its preferred size, on a screen that has room for it.
+    QSize size(1400, 900);
+    if (!headless && window.screen())
+        size = size.boundedTo(window.screen()->availableGeometry().size());
+    window.resize(size);
     window.show();
     if (!model.isEmpty())
         window.openModel(QFileInfo(model).absoluteFilePath());

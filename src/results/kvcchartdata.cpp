@@ -1,48 +1,84 @@
 #include "kvcchartdata.h"
 
+#include "kvcchartlegend.h"
+#include "kvcchartstyle.h"
+#include "kvcplotlayer.h"
+
+#include <QFontMetricsF>
 #include <QtCharts/QChart>
 #include <QtCharts/QLegend>
 #include <QtCharts/QLineSeries>
 #include <QtCharts/QValueAxis>
 
+#include <cmath>
+
 QT_CHARTS_USE_NAMESPACE
 
 namespace {
 
-// What a chart costs to draw (figures in docs/performance.md). Qt Charts
-// recomputes a series' whole geometry on replace() (about a microsecond per
-// point) and strokes every segment of the 3 px pen on paint (about as much
-// again): a chart costs in proportion to the points it holds, whatever
-// changed. So the points of a chart are capped, shared by its series (a
-// series of a chart with many gets coarser pixel columns); with the strokes'
-// budget below that keeps a repaint within some 10-15 ms...
-constexpr int chartPointBudget = 6000;
-// ...for painting a 3 px antialiased line costs about as much per segment as
-// per 5 pixels of its length (measured: some 1.5 us and 0.3 us), and a noisy
-// series is a band of vertical strokes as high as the plot: a chart whose
-// strokes would cost more than this many pixels' worth (some 6-8 ms) gets
-// coarser columns...
-constexpr double chartStrokeBudget = 20000.0;
-constexpr double segmentStrokeCost = 5.0;
-// ...but never below this many columns per series.
-constexpr int minColumnsPerSeries = 4;
-// Samples a chart scans per frame while rebuilding its columns, shared by its
-// series: a few milliseconds, so that a rebuild of ten million samples is
-// spread over a fraction of a second, during which the chart keeps its
-// previous picture.
-constexpr int chartRebuildBudget = 1 << 20;
 // Columns assumed for a plot that has not been laid out yet.
 constexpr int fallbackColumns = 1024;
+// Room around a tick label, so that neighbouring labels stay apart.
+constexpr qreal labelGap = 16.0;
+// The room around a chart's content: Qt Charts' default leaves the small
+// charts too little plot.
+constexpr int chartMargin = 6;
+// Fonts shrink no further than this for small charts.
+constexpr qreal smallestFont = 7.0;
 
 // The axis rule: an axis grows to 1.25 times a value that comes within 5 % of
-// its end, so that it grows geometrically rarely (each growth rebuilds the
-// chart's columns) and the newest point is never at the edge.
+// its end, so that it grows geometrically rarely (each growth lays the
+// chart's columns out again) and the newest point is never at the edge.
 bool grow(double value, double &max)
 {
     if (value < 0.95 * max)
         return false;
     max = 1.25 * value;
     return true;
+}
+
+// The ticks of [min, max] shown on `length` pixels: as many as leave every
+// label room, along the axis for the x axis, a few lines of text apart for
+// the y axis.
+KvcChartStyle::Ticks ticksFor(
+    double min, double max, qreal length, const QFont &font, bool horizontal, bool wholeNumbers)
+{
+    const QFontMetricsF metrics(font);
+    if (!horizontal)
+        return KvcChartStyle::ticks(
+            min, max, qMax(2, int(length / (2.5 * metrics.height()))), wholeNumbers);
+    for (int count = qMax(2, int(length / 40)); count > 2; --count) {
+        const KvcChartStyle::Ticks ticks = KvcChartStyle::ticks(min, max, count, wholeNumbers);
+        if (!(ticks.interval > 0.0))
+            return ticks;
+        qreal widest = 0.0;
+        int shown = 0;
+        for (double v = std::ceil(min / ticks.interval) * ticks.interval; v <= max && shown < 1000;
+             v += ticks.interval, ++shown)
+            widest = qMax(
+                widest, metrics.horizontalAdvance(KvcChartStyle::label(v, ticks.labelFormat)));
+        if (shown * (widest + labelGap) <= length)
+            return ticks;
+    }
+    return KvcChartStyle::ticks(min, max, 2, wholeNumbers);
+}
+
+// The interval of the old range may give billions of ticks on the new one:
+// ticks are laid out at once, inside setRange().
+void setRangeFreeOfTicks(QValueAxis *axis, double min, double max)
+{
+    axis->setTickType(QValueAxis::TicksFixed);
+    axis->setRange(min, max);
+}
+
+void applyTicks(QValueAxis *axis, const KvcChartStyle::Ticks &ticks)
+{
+    if (!(ticks.interval > 0.0))
+        return;
+    axis->setTickType(QValueAxis::TicksDynamic);
+    axis->setTickAnchor(0.0);
+    axis->setTickInterval(ticks.interval);
+    axis->setLabelFormat(ticks.labelFormat);
 }
 
 } // namespace
@@ -52,12 +88,11 @@ KvcChartData::KvcChartData(const GraphicsData *graphic, const KvcResultsData &da
     , m_xAxis(new QValueAxis(m_chart))
     , m_yAxis(new QValueAxis(m_chart))
 {
-    // Short labels: the default fixed-point format turns residuals of 1e-11
-    // into rows of zeros and long times into ellipses on the small charts.
-    m_xAxis->setLabelFormat(QStringLiteral("%.4g"));
-    m_yAxis->setLabelFormat(QStringLiteral("%.4g"));
+    m_chart->setMargins(QMargins(chartMargin, chartMargin, chartMargin, chartMargin));
     m_chart->addAxis(m_xAxis, Qt::AlignBottom);
     m_chart->addAxis(m_yAxis, Qt::AlignLeft);
+    m_layer = new KvcPlotLayer(m_chart, m_xAxis, m_yAxis);
+    m_legend = new KvcChartLegend(m_chart);
     setGraphic(graphic, data);
 }
 
@@ -65,8 +100,18 @@ void KvcChartData::setGraphic(const GraphicsData *graphic, const KvcResultsData 
 {
     m_graphic = graphic;
     m_dirty = true;
+    // Attaching a series re-ranges the axes.
+    m_xAxis->setTickType(QValueAxis::TicksFixed);
+    m_yAxis->setTickType(QValueAxis::TicksFixed);
     m_lines.clear();
     m_chart->removeAllSeries();
+    m_layer->clear();
+    m_onLayer = false;
+    m_ranges = QRectF();
+    m_chartSize = QSizeF();
+    m_legendDirty = true;
+    // Iterations are counted: whole ticks.
+    m_wholeNumbers = graphic && data.graphics().value(1) == graphic;
 
     m_chart->setTitle(graphic ? graphic->title : QString());
     m_xAxis->setTitleText(graphic ? graphic->xTitle : QString());
@@ -77,6 +122,7 @@ void KvcChartData::setGraphic(const GraphicsData *graphic, const KvcResultsData 
         loadRuleGraphic(data);
         return;
     }
+    m_legendAllowed = false;
     m_chart->legend()->hide();
     if (graphic->trackId == -1) {
         const int end = qMin(data.simTimeData().size(), data.simExecTimeData().size());
@@ -104,14 +150,19 @@ void KvcChartData::addLine(int component, int first, int end, const QString &nam
     auto series = new QLineSeries(m_chart);
     series->setName(name);
     m_chart->addSeries(series);
-    // The series' own pen, widened once the chart's theme has given it its
-    // colour: a pen set before that would keep every line black.
-    QPen pen = series->pen();
-    pen.setWidth(3);
-    series->setPen(pen);
+    const int index = m_lines.size();
+    series->setPen(QPen(KvcChartStyle::seriesColor(index), 3, KvcChartStyle::seriesStyle(index),
+        Qt::RoundCap, Qt::RoundJoin));
     series->attachAxis(m_xAxis);
     series->attachAxis(m_yAxis);
-    m_lines.append(Line {KvcChartSeriesFeeder(series, first), component, end});
+    Line line;
+    line.series = series;
+    line.component = component;
+    line.first = first;
+    line.end = end;
+    line.columns = KvcPlotColumns(first);
+    m_lines.append(line);
+    m_legendDirty = true;
 }
 
 void KvcChartData::sampleStored(const KvcResultsData &data)
@@ -187,87 +238,202 @@ bool KvcChartData::source(const KvcResultsData &data, int component, const QVect
     return true;
 }
 
+bool KvcChartData::fitsQtCharts(int columns) const
+{
+    int total = 0;
+    for (const Line &line : m_lines) {
+        const int samples = line.end - line.first;
+        if (samples > columns)
+            return false;
+        total += samples;
+    }
+    return total <= PointBudget;
+}
+
 void KvcChartData::flush(const KvcResultsData &data, qreal pixelRatio)
 {
-    // Ranges first, so that the series' new points are laid out once.
+    // Ranges first, so that what is drawn next belongs to them.
+    const bool reranged = m_xRangePending || m_yRangePending;
     if (m_xRangePending)
-        m_xAxis->setRange(0.0, m_pendingXMax);
+        setRangeFreeOfTicks(m_xAxis, 0.0, m_pendingXMax);
     if (m_yRangePending)
-        m_yAxis->setRange(m_pendingYMin, m_pendingYMax);
+        setRangeFreeOfTicks(m_yAxis, m_pendingYMin, m_pendingYMax);
     m_xRangePending = m_yRangePending = false;
 
-    int natural = 0;
-    const int columns = columnsFor(pixelRatio, &natural);
-    const int rebuildBudget = qMax(1, chartRebuildBudget / qMax(1, m_lines.size()));
-    bool rebuilding = false;
+    if (m_chart->size() != m_chartSize) {
+        m_chartSize = m_chart->size();
+        fitFonts();
+    }
+    const QRectF plot = m_chart->plotArea();
+    int columns = qRound(plot.width() * pixelRatio);
+    if (columns < 2)
+        columns = fallbackColumns;
+    const QSize pixels(columns, qMax(1, qRound(plot.height() * pixelRatio)));
+    const QRectF ranges(
+        QPointF(m_xAxis->min(), m_yAxis->min()), QPointF(m_xAxis->max(), m_yAxis->max()));
+    const bool regrid = pixels != m_pixels || ranges != m_ranges;
+    m_pixels = pixels;
+    m_ranges = ranges;
+    if (regrid || reranged)
+        updateTicks();
+    if (regrid || m_legendDirty)
+        updateLegend();
+
+    // Once on the layer, a chart stays there: its history only grows.
+    if (!m_onLayer && !fitsQtCharts(columns)) {
+        m_onLayer = true;
+        for (Line &line : m_lines) {
+            line.points.clear();
+            line.series->clear();
+        }
+    }
+    if (m_onLayer)
+        feedLayer(data, pixelRatio, regrid);
+    else
+        feedSeries(data);
+    m_dirty = false;
+}
+
+void KvcChartData::feedSeries(const KvcResultsData &data)
+{
     for (Line &line : m_lines) {
         const QVector<double> *xs = nullptr;
         const QVector<double> *ys = nullptr;
         if (!source(data, line.component, xs, ys))
             continue;
-        line.feeder.setGrid(m_xAxis->min(), m_xAxis->max(), columns);
-        line.feeder.setRebuildBudget(rebuildBudget);
-        line.feeder.sync(*xs, *ys, line.end);
-        rebuilding = rebuilding || line.feeder.isRebuilding();
-    }
-    // What the axes signalled while being set is taken care of; a rebuild of
-    // a long history goes on in the next frames.
-    m_dirty = rebuilding;
-    if (!rebuilding)
-        adaptStrokeColumns(columns, natural, pixelRatio);
-}
-
-int KvcChartData::columnsFor(qreal pixelRatio, int *natural) const
-{
-    int columns = qRound(m_chart->plotArea().width() * pixelRatio);
-    if (columns < 2)
-        columns = fallbackColumns;
-    const int shared
-        = chartPointBudget / (KvcChartSeriesFeeder::ColumnFactor * qMax(1, m_lines.size()));
-    *natural = qMin(columns, qMax(minColumnsPerSeries, shared));
-    return m_strokeColumns > 0 ? qMin(*natural, m_strokeColumns) : *natural;
-}
-
-void KvcChartData::adaptStrokeColumns(int columns, int natural, qreal pixelRatio)
-{
-    // Coarser columns while the strokes run over their budget, finer again
-    // (up to the plot's own) once they take well under it; the gap between
-    // the two thresholds keeps a chart from switching back and forth.
-    const double length = strokeLength(pixelRatio);
-    int wanted = columns;
-    if (length > chartStrokeBudget)
-        wanted = qMax(minColumnsPerSeries, int(columns * 0.8 * chartStrokeBudget / length));
-    else if (length < chartStrokeBudget / 3 && columns < natural)
-        wanted = qMin(natural, 2 * columns);
-    if (wanted != columns) {
-        m_strokeColumns = wanted >= natural ? 0 : wanted;
-        m_dirty = true;
+        const int end = qMin(line.end, qMin(xs->size(), ys->size()));
+        const int from = line.first + line.points.size();
+        if (from >= end)
+            continue;
+        for (int i = from; i < end; ++i)
+            line.points.append(QPointF(xs->at(i), ys->at(i)));
+        line.series->replace(line.points);
     }
 }
 
-double KvcChartData::strokeLength(qreal pixelRatio) const
+void KvcChartData::feedLayer(const KvcResultsData &data, qreal pixelRatio, bool regrid)
 {
-    // In device pixels, each segment as long as its longer side (what the
-    // rasterizer walks), clipped to the plot.
+    bool changed = regrid;
+    for (Line &line : m_lines) {
+        const QVector<double> *xs = nullptr;
+        const QVector<double> *ys = nullptr;
+        if (!source(data, line.component, xs, ys))
+            continue;
+        line.columns.setGrid(m_xAxis->min(), m_xAxis->max(), m_pixels.width());
+        changed = line.columns.sync(*xs, *ys, line.end) || changed;
+    }
+    if (!changed)
+        return;
+    KvcPlotRenderer::Frame frame;
+    frame.pixels = m_pixels;
+    frame.devicePixelRatio = pixelRatio;
+    frame.xMin = m_xAxis->min();
+    frame.xMax = m_xAxis->max();
+    frame.yMin = m_yAxis->min();
+    frame.yMax = m_yAxis->max();
+    for (const Line &line : qAsConst(m_lines)) {
+        KvcPlotRenderer::Series series;
+        series.color = line.series->pen().color();
+        series.style = line.series->pen().style();
+        series.columns = line.columns.columns();
+        series.before = line.columns.before();
+        series.after = line.columns.after();
+        frame.series.append(series);
+    }
+    m_layer->setFrame(frame);
+}
+
+void KvcChartData::updateTicks()
+{
     const QRectF plot = m_chart->plotArea();
-    const double xSpan = m_xAxis->max() - m_xAxis->min();
-    const double ySpan = m_yAxis->max() - m_yAxis->min();
-    if (!(xSpan > 0.0) || !(ySpan > 0.0) || plot.isEmpty())
-        return 0.0;
-    const double width = plot.width() * pixelRatio;
-    const double height = plot.height() * pixelRatio;
-    const double sx = width / xSpan;
-    const double sy = height / ySpan;
-    double length = 0.0;
-    for (const Line &line : m_lines) {
-        const QVector<QPointF> &points = line.feeder.points();
-        for (int i = 1; i < points.size(); ++i) {
-            const double dx = qMin(width, qAbs(points.at(i).x() - points.at(i - 1).x()) * sx);
-            const double dy = qMin(height, qAbs(points.at(i).y() - points.at(i - 1).y()) * sy);
-            // NaN (a gap) adds nothing.
-            if (dx >= 0.0 && dy >= 0.0)
-                length += qMax(dx, dy) + segmentStrokeCost;
+    if (plot.isEmpty())
+        return;
+    applyTicks(m_xAxis,
+        ticksFor(m_xAxis->min(), m_xAxis->max(), plot.width(), m_xAxis->labelsFont(), true, false));
+    applyTicks(m_yAxis,
+        ticksFor(m_yAxis->min(), m_yAxis->max(), plot.height(), m_yAxis->labelsFont(), false,
+            m_wholeNumbers));
+}
+
+void KvcChartData::updateLegend()
+{
+    m_legendDirty = false;
+    const bool own = m_legendAllowed && !KvcChartLegend::qtLegendFits(m_chart);
+    if (m_legendAllowed)
+        m_chart->legend()->setVisible(!own);
+    m_legend->setVisible(own);
+    m_legend->refresh();
+}
+
+void KvcChartData::fitFonts()
+{
+    // A chart not laid out yet keeps Qt Charts' fonts and its titles.
+    if (m_chartSize.width() < 150 || m_chartSize.height() < 100 || !m_graphic)
+        return;
+    // From the chart's size alone, so that the fonts do not change the room
+    // they are chosen for: the plot's height is what is left of the chart
+    // after its title, margins, x labels and title, and the legend.
+    const qreal base = QFont().pointSizeF() > 0 ? QFont().pointSizeF() : 9.0;
+    const QString yTitle = m_graphic->yTitle;
+    qreal size = base;
+    bool fits = false;
+    for (;; size -= 0.5) {
+        QFont titleFont;
+        titleFont.setPointSizeF(size);
+        titleFont.setBold(true);
+        QFont labelFont;
+        labelFont.setPointSizeF(qMax(smallestFont, size - 1));
+        const QFontMetricsF titles(titleFont);
+        const QFontMetricsF labels(labelFont);
+        const qreal legend = m_legend->isVisible() ? m_legend->boundingRect().height() : 0.0;
+        // Qt Charts' own layout around the plot: the chart's title, the x
+        // labels and title, and some 48 pixels of gaps (measured on 5.15).
+        const qreal plotHeight = m_chartSize.height() - 2 * chartMargin - 2 * titles.height()
+            - labels.height() - legend - 48;
+        const qreal plotWidth = m_chartSize.width() - 2 * chartMargin - titles.height()
+            - labels.horizontalAdvance(QStringLiteral("-0.000")) - 48;
+        fits = titles.horizontalAdvance(yTitle) <= plotHeight
+            && titles.horizontalAdvance(m_graphic->xTitle) <= plotWidth
+            && titles.horizontalAdvance(m_graphic->title) <= m_chartSize.width() - 2 * chartMargin;
+        if (fits || size <= smallestFont) {
+            // Still too long for the plot's side: the y title in two lines
+            // rather than cut short.
+            const int space = yTitle.indexOf(QLatin1Char(' '), yTitle.size() / 2 - 1);
+            const int split = space >= 0 ? space : yTitle.lastIndexOf(QLatin1Char(' '));
+            if (!fits && titles.horizontalAdvance(yTitle) > plotHeight && split > 0)
+                m_yAxis->setTitleText(yTitle.left(split).toHtmlEscaped() + QStringLiteral("<br>")
+                    + yTitle.mid(split + 1).toHtmlEscaped());
+            else
+                m_yAxis->setTitleText(yTitle);
+            break;
         }
     }
-    return length;
+    m_fittedFontSize = size;
+    applyFonts();
+}
+
+void KvcChartData::setFontCap(qreal points)
+{
+    if (points == m_fontCap)
+        return;
+    m_fontCap = points;
+    if (m_fittedFontSize > 0)
+        applyFonts();
+}
+
+void KvcChartData::applyFonts()
+{
+    const qreal size = m_fontCap > 0 ? qMin(m_fittedFontSize, m_fontCap) : m_fittedFontSize;
+    QFont title;
+    title.setPointSizeF(size);
+    QFont axisTitle = title;
+    axisTitle.setBold(true);
+    QFont labels;
+    labels.setPointSizeF(qMax(smallestFont, size - 1));
+    m_chart->setTitleFont(title);
+    m_chart->legend()->setFont(labels);
+    for (QValueAxis *axis : {m_xAxis, m_yAxis}) {
+        axis->setTitleFont(axisTitle);
+        axis->setLabelsFont(labels);
+    }
 }

@@ -44,6 +44,24 @@ Ticks ticks(double min, double max, int maxTicks, bool integers)
         interval = 1.0;
         power = 1.0;
     }
+    // At least two ticks inside the range, so that it can be read: a smaller
+    // round step when the one chosen leaves a single tick.
+    const auto inside
+        = [min, max](double step) { return std::floor(max / step) - std::ceil(min / step) + 1; };
+    while (inside(interval) < 2) {
+        const double mantissa = interval / power;
+        const double smaller = mantissa > 5.5 ? 5 : mantissa > 2.5 ? 2 : mantissa > 1.5 ? 1 : 0.5;
+        if (smaller < 1) {
+            power /= 10;
+            interval = power * 5;
+        } else {
+            interval = power * smaller;
+        }
+        if (integers && interval < 1.0) {
+            interval = 1.0;
+            break;
+        }
+    }
     if (interval >= 10 * power)
         power *= 10;
     result.interval = interval;

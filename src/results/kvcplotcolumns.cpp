@@ -25,7 +25,7 @@ int KvcPlotColumns::columnOf(double x) const
 
 void KvcPlotColumns::reset()
 {
-    m_end = 0;
+    m_end = m_first;
     m_lastX = 0.0;
     m_monotonic = true;
     m_index.clear();
@@ -42,7 +42,7 @@ bool KvcPlotColumns::sync(const QVector<double> &xs, const QVector<double> &ys, 
     for (int i = from; i < end; ++i) {
         const double x = xs.at(i);
         // A NaN time breaks the order as a time going back does.
-        if (!(x >= m_lastX) && (i > 0 || std::isnan(x)))
+        if (!(x >= m_lastX) && (i > m_first || std::isnan(x)))
             m_monotonic = false;
         m_lastX = x;
     }
@@ -87,7 +87,7 @@ void KvcPlotColumns::layOut(const QVector<double> &xs, const QVector<double> &ys
     m_before = Point();
     m_after = Point();
     if (!m_monotonic || m_columns.isEmpty()) {
-        for (int i = 0; i < m_end; ++i)
+        for (int i = m_first; i < m_end; ++i)
             fold(xs.at(i), ys.at(i));
         return;
     }
@@ -104,13 +104,14 @@ void KvcPlotColumns::layOut(const QVector<double> &xs, const QVector<double> &ys
         }
         return low;
     };
-    int begin = firstAtOrAfter(0, 0);
-    if (begin > 0)
+    int begin = firstAtOrAfter(0, m_first);
+    if (begin > m_first)
         m_before = {true, xs.at(begin - 1), ys.at(begin - 1)};
+    Column *columns = m_columns.data();
     for (int c = 0; c < m_columns.size(); ++c) {
         const int end = firstAtOrAfter(c + 1, begin);
         if (end > begin) {
-            Column &column = m_columns[c];
+            Column &column = columns[c];
             column.count = end - begin;
             column.firstX = xs.at(begin);
             column.first = ys.at(begin);

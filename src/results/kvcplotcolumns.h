@@ -40,16 +40,24 @@ public:
         double y = 0.0;
     };
 
+    /// Shows the samples from index `first` of the source on.
+    explicit KvcPlotColumns(int first = 0)
+        : m_first(first)
+        , m_end(first)
+    { }
+
     void setGrid(double xMin, double xMax, int columns);
     double xMin() const { return m_xMin; }
     double xMax() const { return m_xMax; }
     int columnCount() const { return m_columns.size(); }
 
-    /// Takes samples [0, end) of `xs`/`ys` (end clipped to the shorter one);
+    /// Takes samples [first, end) of `xs`/`ys` (end clipped to the shorter one);
     /// returns whether anything that is drawn changed.
     bool sync(const QVector<double> &xs, const QVector<double> &ys, int end);
+    /// Index after the last sample taken.
+    int end() const { return m_end; }
     /// Samples taken so far.
-    int size() const { return m_end; }
+    int size() const { return m_end - m_first; }
     /// Forgets every sample (the series shows another history).
     void reset();
 
@@ -70,6 +78,7 @@ private:
     bool m_laidOut = true;
     bool m_monotonic = true;
     double m_lastX = 0.0;
+    int m_first = 0;
     int m_end = 0;
     QVector<Column> m_columns;
     Point m_before;

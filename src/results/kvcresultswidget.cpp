@@ -300,6 +300,16 @@ void KvcResultsWidget::flushFrame()
 {
     scheduler->runFrame([this](int i) { return charts[i]->isDirty(); },
         [this](int i) { charts[i]->flush(*m_resultData, views[i]->devicePixelRatioF()); });
+    // The narrow charts side by side read alike: their fonts are those of
+    // the one with the least room.
+    qreal smallest = 0.0;
+    for (int i = 0; i < largeChart; ++i) {
+        const qreal size = charts[i]->fittedFontSize();
+        if (size > 0 && (smallest == 0.0 || size < smallest))
+            smallest = size;
+    }
+    for (int i = 0; i < largeChart; ++i)
+        charts[i]->setFontCap(smallest);
     logBuffer->flush();
     const bool dirty = std::any_of(
         charts.cbegin(), charts.cend(), [](const auto &chart) { return chart->isDirty(); });

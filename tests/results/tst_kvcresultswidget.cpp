@@ -1,6 +1,7 @@
 #include "kvcresultswidget.h"
 
 #include "kvcactionmanager.h"
+#include "kvcplotlayer.h"
 #include "kvcresultsdata.h"
 #include "ruledatafixture.h"
 
@@ -161,8 +162,8 @@ private slots:
     void dropRuleGraphicBeforeItsFirstSample();
     void dropPayloads_data();
     void dropPayloads();
-    void longHistoryKeepsEveryExtremeOnScreen_data();
-    void longHistoryKeepsEveryExtremeOnScreen();
+    void longHistoriesShowEveryColumnsExtremes_data();
+    void longHistoriesShowEveryColumnsExtremes();
     void simulationTime_data();
     void simulationTime();
     void finishedViewShowsItsConstructionTime();
@@ -366,68 +367,88 @@ void TestKvcResultsWidget::dropPayloads()
     QCOMPARE(mr->chart()->title(), title);
 }
 
-void TestKvcResultsWidget::longHistoryKeepsEveryExtremeOnScreen_data()
+void TestKvcResultsWidget::longHistoriesShowEveryColumnsExtremes_data()
 {
     QTest::addColumn<QString>("shape");
-    QTest::addColumn<int>("columns"); // > 0: a point per pixel column or more, < 0: fewer
-    QTest::addColumn<int>("spikes");
-
-    QTest::newRow("isolated spikes: each is its column's extreme") << "spikes" << 0 << 20 + 25;
-    QTest::newRow("a smooth ramp keeps a column per pixel") << "ramp" << 1 << 0;
-    // Each column of a band is a stroke as high as the plot: drawn at every
-    // pixel it would cost a repaint of hundreds of milliseconds.
-    QTest::newRow("a band of noise gets wider columns") << "noise" << -1 << 0;
+    QTest::addColumn<bool>("zoom");
+    for (const char *shape : {"spikes", "steps", "noise"}) {
+        QTest::addRow("%s", shape) << shape << false;
+        QTest::addRow("%s, zoomed in", shape) << shape << true;
+    }
 }
 
-void TestKvcResultsWidget::longHistoryKeepsEveryExtremeOnScreen()
+// What the large chart draws of a long history of three series, column by
+// column, against the stored samples: each column's extremes at their place.
+void TestKvcResultsWidget::longHistoriesShowEveryColumnsExtremes()
 {
     QFETCH(QString, shape);
-    QFETCH(int, columns);
-    QFETCH(int, spikes);
+    QFETCH(bool, zoom);
     Fixture f;
     f.view->resize(961, 746);
     f.view->show();
     QVERIFY(QTest::qWaitForWindowExposed(f.view.data()));
     QChartView *ul = f.chartView("ulChart");
-    QChartView *ur = f.chartView("urChart");
+    QVERIFY(drop(ul->viewport(), QByteArray::number(graphicOf(U))));
 
     const int samples = 20000;
     for (int i = 1; i <= samples; ++i) {
-        double value = i;
-        if (shape == "spikes")
-            value = (i % 1000 == 500) ? 1e6 + i : ((i % 777 == 0) ? -1e6 - i : i % 13);
-        else if (shape == "noise")
-            value = ((i * 7919) % 101) / 100.0;
-        QVERIFY(f.feed(0.01 * i, i, {KvCommClientTrackedData(P, {value})}));
+        QVector<double> u(3);
+        for (int s = 0; s < 3; ++s) {
+            if (shape == "spikes")
+                u[s] = (i % 1000 == 500 + s) ? 1e6 + i : ((i % 777 == s) ? -1e6 - i : i % 13);
+            else if (shape == "steps")
+                u[s] = (i / 3001 + s) % 2 ? 10.0 * s : -5.0;
+            else
+                u[s] = ((i * (7919 + s)) % 101) / 100.0 - s;
+        }
+        QVERIFY(f.feed(0.01 * i, i, {KvCommClientTrackedData(U, u)}));
     }
-    const KvcResultsData::TrackedData &h = f.data->simTrackedData(P);
-    auto arrived = [&](QChartView *view) {
-        QLineSeries *s = series(view);
-        return s && s->count() > 0 && s->at(s->count() - 1).x() == h.time.last();
-    };
-    // New axis labels may narrow the plot; the next frames fit the series to it.
-    auto settled = [&] {
-        const int plotColumns = qRound(ul->chart()->plotArea().width());
-        const int count = series(ul)->count();
-        return count <= 4 * (plotColumns + 2)
-            && (columns == 0 || (columns > 0) == (count >= plotColumns));
-    };
-    QTRY_VERIFY(arrived(ul) && arrived(ur) && settled());
-    const QVector<QPointF> points = series(ul)->pointsVector();
-    QCOMPARE(points.first(), QPointF(h.time.first(), h.data[0].first()));
-    double low = points.first().y();
-    double high = low;
-    int drawnSpikes = 0;
-    for (const QPointF &p : points) {
-        low = qMin(low, p.y());
-        high = qMax(high, p.y());
-        drawnSpikes += qAbs(p.y()) > 1e5;
+    const KvcResultsData::TrackedData &h = f.data->simTrackedData(U);
+    QTRY_COMPARE(yRange(ul), QPointF(h.min, h.max));
+    if (zoom)
+        axis(ul, Qt::Horizontal)->setRange(61.7, 83.2);
+    const QPointF x = xRange(ul);
+
+    // Once the frame for these ranges is drawn.
+    KvcPlotLayer *layer = nullptr;
+    for (QGraphicsItem *item : ul->scene()->items())
+        if (auto *found = qobject_cast<KvcPlotLayer *>(item->toGraphicsObject()))
+            layer = found;
+    QVERIFY(layer);
+    QTRY_VERIFY(!layer->isRendering() && layer->shownFrame().xMin == x.x()
+        && layer->shownFrame().xMax == x.y() && layer->shownFrame().series.size() == 3);
+    const KvcPlotRenderer::Frame &frame = layer->shownFrame();
+    QCOMPARE(frame.yMin, h.min);
+    QCOMPARE(frame.yMax, h.max);
+    const int columns = frame.pixels.width();
+    QVERIFY(columns > 100);
+    for (int s = 0; s < 3; ++s) {
+        QVector<KvcMinMaxIndex::Extent> expected(columns);
+        const double scale = columns / (x.y() - x.x());
+        for (int i = 0; i < samples; ++i) {
+            const double c = (h.time[i] - x.x()) * scale;
+            if (c >= 0 && c < columns)
+                expected[int(c)].add(h.data[s][i]);
+        }
+        const QVector<KvcPlotColumns::Column> &drawn = frame.series[s].columns;
+        QCOMPARE(drawn.size(), columns);
+        for (int c = 0; c < columns; ++c) {
+            QVERIFY2(
+                drawn[c].extent.min == expected[c].min && drawn[c].extent.max == expected[c].max,
+                qPrintable(QString("series %1, column %2: %3..%4, not %5..%6")
+                               .arg(s)
+                               .arg(c)
+                               .arg(drawn[c].extent.min)
+                               .arg(drawn[c].extent.max)
+                               .arg(expected[c].min)
+                               .arg(expected[c].max)));
+        }
     }
-    QCOMPARE(low, h.min);
-    QCOMPARE(high, h.max);
-    QCOMPARE(drawnSpikes, spikes);
-    QCOMPARE(yRange(ul), QPointF(h.min, h.max));
-    QCOMPARE(xRange(ul).y(), xRange(ur).y());
+    // Drawn by the layer, the series keep their names and colours for the
+    // legend, and no points.
+    QCOMPARE(ul->chart()->series().size(), 3);
+    QCOMPARE(pointCount(ul, 0), 0);
+    QVERIFY(series(ul, 0)->pen().color() != series(ul, 1)->pen().color());
 }
 
 void TestKvcResultsWidget::simulationTime_data()
