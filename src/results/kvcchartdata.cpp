@@ -5,6 +5,7 @@
 #include "kvcplotlayer.h"
 
 #include <QFontMetricsF>
+#include <QGraphicsTextItem>
 #include <QtCharts/QChart>
 #include <QtCharts/QLegend>
 #include <QtCharts/QLineSeries>
@@ -153,6 +154,8 @@ void KvcChartData::addLine(int component, int first, int end, const QString &nam
     const int index = m_lines.size();
     series->setPen(QPen(KvcChartStyle::seriesColor(index), 3, KvcChartStyle::seriesStyle(index),
         Qt::RoundCap, Qt::RoundJoin));
+    // Every sample is marked where a dash's gap could hide it.
+    series->setPointsVisible(KvcChartStyle::seriesStyle(index) != Qt::SolidLine);
     series->attachAxis(m_xAxis);
     series->attachAxis(m_yAxis);
     Line line;
@@ -262,7 +265,12 @@ void KvcChartData::flush(const KvcResultsData &data, qreal pixelRatio)
 
     if (m_chart->size() != m_chartSize) {
         m_chartSize = m_chart->size();
-        fitFonts();
+        fitFonts(0.0);
+    } else if (m_chart->plotArea() != m_checkedPlot) {
+        // Qt Charts may have left the titles less room than estimated.
+        m_checkedPlot = m_chart->plotArea();
+        if (m_fittedFontSize > 0 && textCutShort())
+            fitFonts(qMin(m_fittedFontSize - 0.5, roomForTitles() * m_fittedFontSize));
     }
     const QRectF plot = m_chart->plotArea();
     int columns = qRound(plot.width() * pixelRatio);
@@ -320,7 +328,10 @@ void KvcChartData::feedLayer(const KvcResultsData &data, qreal pixelRatio, bool 
         if (!source(data, line.component, xs, ys))
             continue;
         line.columns.setGrid(m_xAxis->min(), m_xAxis->max(), m_pixels.width());
-        changed = line.columns.sync(*xs, *ys, line.end) || changed;
+        const int track = m_graphic->trackId == -1 ? data.timeTrackId() : m_graphic->trackId;
+        changed
+            = line.columns.sync(*xs, *ys, line.end, data.simTrackedExtremes(track, line.component))
+            || changed;
     }
     if (!changed)
         return;
@@ -365,7 +376,37 @@ void KvcChartData::updateLegend()
     m_legend->refresh();
 }
 
-void KvcChartData::fitFonts()
+qreal KvcChartData::roomForTitles() const
+{
+    const QRectF plot = m_chart->plotArea();
+    const QFontMetricsF titles(m_yAxis->titleFont());
+    qreal room = 1.0;
+    const auto fit = [&room](qreal length, qreal space) {
+        if (length > space && length > 0)
+            room = qMin(room, space / length);
+    };
+    fit(titles.horizontalAdvance(m_graphic->yTitle), plot.height());
+    fit(titles.horizontalAdvance(m_graphic->xTitle), plot.width());
+    fit(QFontMetricsF(m_chart->titleFont()).horizontalAdvance(m_graphic->title),
+        m_chart->size().width() - 2 * chartMargin);
+    return room;
+}
+
+bool KvcChartData::textCutShort() const
+{
+    QList<QGraphicsItem *> items = m_chart->childItems();
+    while (!items.isEmpty()) {
+        const QGraphicsItem *item = items.takeLast();
+        items += item->childItems();
+        const auto *text = qgraphicsitem_cast<const QGraphicsTextItem *>(item);
+        // Qt Charts cuts texts short with three dots.
+        if (text && text->isVisible() && text->toPlainText().endsWith(QLatin1String("...")))
+            return true;
+    }
+    return false;
+}
+
+void KvcChartData::fitFonts(qreal largest)
 {
     // A chart not laid out yet keeps Qt Charts' fonts and its titles.
     if (m_chartSize.width() < 150 || m_chartSize.height() < 100 || !m_graphic)
@@ -375,7 +416,8 @@ void KvcChartData::fitFonts()
     // after its title, margins, x labels and title, and the legend.
     const qreal base = QFont().pointSizeF() > 0 ? QFont().pointSizeF() : 9.0;
     const QString yTitle = m_graphic->yTitle;
-    qreal size = base;
+    qreal size = largest > 0 ? qMax(smallestFont, qMin(base, largest)) : base;
+    const bool shrinking = largest > 0;
     bool fits = false;
     for (;; size -= 0.5) {
         QFont titleFont;
@@ -392,15 +434,19 @@ void KvcChartData::fitFonts()
             - labels.height() - legend - 48;
         const qreal plotWidth = m_chartSize.width() - 2 * chartMargin - titles.height()
             - labels.horizontalAdvance(QStringLiteral("-0.000")) - 48;
-        fits = titles.horizontalAdvance(yTitle) <= plotHeight
-            && titles.horizontalAdvance(m_graphic->xTitle) <= plotWidth
-            && titles.horizontalAdvance(m_graphic->title) <= m_chartSize.width() - 2 * chartMargin;
+        fits = (shrinking && size < largest + 0.25)
+            || (titles.horizontalAdvance(yTitle) <= plotHeight
+                && titles.horizontalAdvance(m_graphic->xTitle) <= plotWidth
+                && titles.horizontalAdvance(m_graphic->title)
+                    <= m_chartSize.width() - 2 * chartMargin);
         if (fits || size <= smallestFont) {
             // Still too long for the plot's side: the y title in two lines
             // rather than cut short.
             const int space = yTitle.indexOf(QLatin1Char(' '), yTitle.size() / 2 - 1);
             const int split = space >= 0 ? space : yTitle.lastIndexOf(QLatin1Char(' '));
-            if (!fits && titles.horizontalAdvance(yTitle) > plotHeight && split > 0)
+            if (((shrinking && largest < smallestFont)
+                    || (!fits && titles.horizontalAdvance(yTitle) > plotHeight))
+                && split > 0)
                 m_yAxis->setTitleText(yTitle.left(split).toHtmlEscaped() + QStringLiteral("<br>")
                     + yTitle.mid(split + 1).toHtmlEscaped());
             else

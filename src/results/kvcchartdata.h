@@ -120,7 +120,12 @@ private:
     void feedLayer(const KvcResultsData &data, qreal pixelRatio, bool regrid);
     void updateTicks();
     void updateLegend();
-    void fitFonts();
+    // From `largest` points down (0: the default size) to the size at which
+    // the titles fit the chart's size.
+    void fitFonts(qreal largest);
+    bool textCutShort() const;
+    // The share of their font size at which the titles fit where they are.
+    qreal roomForTitles() const;
     void applyFonts();
 
     QtCharts::QChart *m_chart = nullptr;
@@ -147,6 +152,7 @@ private:
     bool m_dirty = false;
     // What the fonts, the picture and the ticks were last made for.
     QSizeF m_chartSize;
+    QRectF m_checkedPlot;
     qreal m_fittedFontSize = 0.0;
     qreal m_fontCap = 0.0;
     QSize m_pixels;

@@ -11,7 +11,7 @@ QColor seriesColor(int index)
     static const QColor colors[DistinctColors]
         = {QColor(33, 102, 172), QColor(224, 130, 20), QColor(27, 120, 55), QColor(214, 48, 29),
             QColor(123, 50, 148), QColor(1, 166, 166), QColor(140, 81, 10), QColor(231, 41, 138),
-            QColor(102, 166, 30), QColor(90, 90, 90), QColor(103, 169, 230), QColor(201, 164, 0)};
+            QColor(102, 166, 30), QColor(90, 90, 90), QColor(103, 169, 230), QColor(25, 25, 112)};
     return colors[qAbs(index) % DistinctColors];
 }
 

@@ -36,7 +36,7 @@ QVector<int> KvcFrameScheduler::runFrame(
         update(i);
         const qint64 cost = m_clock() - start + pace.paintNs;
         spent += cost;
-        pace.notBeforeNs = start + PaceFactor * cost;
+        pace.notBeforeNs = start + qMin(PaceFactor * cost, LongestPauseNs);
         m_next = (i + 1) % count;
         updated.append(i);
     }

@@ -15,9 +15,11 @@
 /// - passes over a chart that has not changed, and one whose pause is not
 ///   over: after an update, a chart waits PaceFactor times what that update
 ///   and its last repaint took (a cheap chart is updated at every frame, a
-///   costly one a few times a second; the four charts take at most
-///   4 / PaceFactor of the GUI thread, which leaves the rest to reading the
-///   stream and to the user);
+///   costly one a few times a second, and none less often than every
+///   LongestPauseNs, so that a chart keeps up with its data at least twice a
+///   second; the four charts take at most 4 / PaceFactor of the GUI thread
+///   unless an update costs more than a tenth of that pause, which leaves
+///   the rest to reading the stream and to the user);
 /// - updates at most ChartsPerFrame charts, and no further chart once the
 ///   updates so far and their repaints (as long as the charts' last ones) come
 ///   to FrameBudgetNs: the charts updated in a frame are repainted together,
@@ -35,6 +37,7 @@ public:
     static constexpr int ChartsPerFrame = 2;
     static constexpr qint64 FrameBudgetNs = 8000000;
     static constexpr qint64 PaceFactor = 10;
+    static constexpr qint64 LongestPauseNs = 450000000;
 
     /// Schedules `charts` charts, numbered from 0, on `clock` (by default a
     /// steady clock started here).

@@ -32,12 +32,19 @@ void KvcPlotColumns::reset()
     m_laidOut = false;
 }
 
-bool KvcPlotColumns::sync(const QVector<double> &xs, const QVector<double> &ys, int end)
+bool KvcPlotColumns::sync(
+    const QVector<double> &xs, const QVector<double> &ys, int end, const KvcMinMaxIndex *extremes)
 {
     end = qMin(end, qMin(xs.size(), ys.size()));
     if (end < m_end)
         reset();
-    m_index.sync(ys, end);
+    if (extremes && extremes->size() >= end) {
+        m_extremes = extremes;
+        m_index.clear();
+    } else {
+        m_extremes = &m_index;
+        m_index.sync(ys, end);
+    }
     const int from = m_end;
     for (int i = from; i < end; ++i) {
         const double x = xs.at(i);
@@ -117,7 +124,7 @@ void KvcPlotColumns::layOut(const QVector<double> &xs, const QVector<double> &ys
             column.first = ys.at(begin);
             column.lastX = xs.at(end - 1);
             column.last = ys.at(end - 1);
-            column.extent = m_index.extent(ys, begin, end);
+            column.extent = m_extremes->extent(ys, begin, end);
         }
         begin = end;
     }

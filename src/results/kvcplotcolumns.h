@@ -52,8 +52,12 @@ public:
     int columnCount() const { return m_columns.size(); }
 
     /// Takes samples [first, end) of `xs`/`ys` (end clipped to the shorter one);
-    /// returns whether anything that is drawn changed.
-    bool sync(const QVector<double> &xs, const QVector<double> &ys, int end);
+    /// returns whether anything that is drawn changed. `extremes`, when
+    /// given, is an index of `ys` kept by its owner (at least to `end`), used
+    /// instead of one of the columns' own, so that a new series of a long
+    /// history does not index it first.
+    bool sync(const QVector<double> &xs, const QVector<double> &ys, int end,
+        const KvcMinMaxIndex *extremes = nullptr);
     /// Index after the last sample taken.
     int end() const { return m_end; }
     /// Samples taken so far.
@@ -84,4 +88,6 @@ private:
     Point m_before;
     Point m_after;
     KvcMinMaxIndex m_index;
+    // The index in use, the owner's or m_index: set by every sync().
+    const KvcMinMaxIndex *m_extremes = &m_index;
 };

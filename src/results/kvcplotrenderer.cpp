@@ -162,10 +162,23 @@ private:
                 painter.setRenderHint(QPainter::Antialiasing, true);
             }
         }
-        painter.setPen(QPen(series.color, 2 * halfPen, series.style, Qt::RoundCap, Qt::RoundJoin));
         painter.setBrush(Qt::NoBrush);
+        QPen pen(series.color, 2 * halfPen, series.style, Qt::RoundCap, Qt::RoundJoin);
+        if (series.style != Qt::SolidLine) {
+            // A dash's gaps would hide samples: a thin solid line runs
+            // through them.
+            QPen core = pen;
+            core.setStyle(Qt::SolidLine);
+            core.setWidthF(qMax(1.0, 2 * halfPen / 3));
+            painter.setPen(core);
+            for (const QPolygonF &polyline : qAsConst(lines))
+                painter.drawPolyline(polyline);
+        }
+        painter.setPen(pen);
         for (const QPolygonF &polyline : qAsConst(lines))
             painter.drawPolyline(polyline);
+        pen.setStyle(Qt::SolidLine);
+        painter.setPen(pen);
         if (!points.isEmpty())
             painter.drawPoints(points);
     }

@@ -21,7 +21,9 @@
 ///   its area rather than of the length of every stroke through it;
 /// - the line joins each column to the next, and enters and leaves the plot
 ///   towards the samples beyond its edges.
-/// Values that are not numbers are left out; infinities are drawn at the edge.
+/// A dashed series keeps a thin solid line under its dashes, so that no
+/// sample falls into a gap. Values that are not numbers are left out;
+/// infinities are drawn at the edge.
 class KVC_TESTING_EXPORT KvcPlotRenderer
 {
 public:

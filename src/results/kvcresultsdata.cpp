@@ -1,12 +1,20 @@
 #include "kvcresultsdata.h"
 
+#include "kvcminmaxindex.h"
+
 #include <QLoggingCategory>
 
 // Skipped samples and records are reported at debug level; a host silences
 // them with QT_LOGGING_RULES="kvc.results.debug=false".
 Q_LOGGING_CATEGORY(lcResults, "kvc.results")
 
+// Per tracked value, one index per component.
+struct KvcResultsData::Extremes {
+    QVector<QVector<KvcMinMaxIndex>> indexes;
+};
+
 KvcResultsData::KvcResultsData()
+    : m_extremes(std::make_unique<Extremes>())
 {
     m_graphics.reserve(m_numSpecialGraphics);
     m_graphics.append(new GraphicsData {tr("Execution x Simulation time"), tr("Time"),
@@ -110,6 +118,7 @@ void KvcResultsData::ruleDataAvailable()
 
     const int n = store.simNumTrackedData();
     m_trackedData.resize(n);
+    m_extremes->indexes.resize(n);
     for (int i = 0; i < n; ++i)
         m_trackedData[i].id = i;
 
@@ -228,6 +237,7 @@ void KvcResultsData::newTrackedData(const QList<KvCommClientTrackedData> &data, 
                 track.min = execTime;
             if (execTime > track.max)
                 track.max = execTime;
+            indexExtremes(id, track);
             emit trackedDataReceived(id);
             continue;
         }
@@ -272,9 +282,29 @@ void KvcResultsData::newTrackedData(const QList<KvCommClientTrackedData> &data, 
         }
         history.min = lo;
         history.max = hi;
+        indexExtremes(id, history);
         emit trackedDataReceived(id);
     }
     growAhead();
+}
+
+void KvcResultsData::indexExtremes(int trackId, const TrackedData &history)
+{
+    if (trackId >= m_extremes->indexes.size())
+        m_extremes->indexes.resize(m_trackedData.size());
+    QVector<KvcMinMaxIndex> &indexes = m_extremes->indexes[trackId];
+    if (indexes.size() != history.data.size())
+        indexes.resize(history.data.size());
+    for (int i = 0; i < indexes.size(); ++i)
+        indexes[i].sync(history.data.at(i), history.data.at(i).size());
+}
+
+const KvcMinMaxIndex *KvcResultsData::simTrackedExtremes(int trackId, int component) const
+{
+    if (trackId < 0 || trackId >= m_extremes->indexes.size() || component < 0
+        || component >= m_extremes->indexes.at(trackId).size())
+        return nullptr;
+    return &m_extremes->indexes.at(trackId).at(component);
 }
 
 void KvcResultsData::growAhead()

@@ -15,6 +15,9 @@
 #include <QVector>
 
 #include <limits>
+#include <memory>
+
+class KvcMinMaxIndex;
 
 /// The results of one monitored execution: the history of every tracked value
 /// that the simulation data store reports, and one plottable graphic per
@@ -128,6 +131,13 @@ public:
     /// arrived for that type.
     const KvCommClientTrackedIndexData &simRuleIndexData(int ruleId, int indexType) const;
 
+    /// The extremes of component `component` of tracked value `trackId`'s
+    /// history (of the execution times for the time track), indexed as the
+    /// samples are stored, so that a chart shows any part of a long history
+    /// without scanning it; null for no such component. Valid until the
+    /// next sample or rule data.
+    const KvcMinMaxIndex *simTrackedExtremes(int trackId, int component) const;
+
     /// Last simulated time received; 0.0 before the first time sample.
     double currentTime() const;
     /// Execution time of the last time sample in seconds; 0.0 before it.
@@ -151,6 +161,7 @@ private:
     void addGraphicSeries(GraphicsData *graphic, const KvCommClientTrackedIndexData *index);
     void adjustTrackedDataSize(TrackedData &history);
     void growAhead();
+    void indexExtremes(int trackId, const TrackedData &history);
 
     QString m_name;
     QSharedPointer<KvCommClientData> m_simData;
@@ -165,4 +176,6 @@ private:
     // growAhead()'s turn: a tracked value and one of its vectors (-1: time).
     int m_growTrack = 0;
     int m_growVector = -1;
+    struct Extremes;
+    std::unique_ptr<Extremes> m_extremes;
 };

@@ -221,11 +221,17 @@ private slots:
         QTest::addColumn<QString>("shape");
         QTest::addColumn<qreal>("ratio");
         QTest::addColumn<int>("samples");
+        QTest::addColumn<int>("style");
         for (const char *shape : {"noise", "steps", "spikes", "smooth"}) {
             for (const qreal ratio : {1.0, 2.0}) {
-                QTest::addRow("%s, %g px per px, dense", shape, ratio) << shape << ratio << 50000;
-                QTest::addRow("%s, %g px per px, sparse", shape, ratio) << shape << ratio << 300;
+                QTest::addRow("%s, %g px per px, dense", shape, ratio)
+                    << shape << ratio << 50000 << int(Qt::SolidLine);
+                QTest::addRow("%s, %g px per px, sparse", shape, ratio)
+                    << shape << ratio << 300 << int(Qt::SolidLine);
             }
+            // The series after the twelfth colour.
+            QTest::addRow("%s, dashed", shape) << shape << 1.0 << 50000 << int(Qt::DashLine);
+            QTest::addRow("%s, dotted, sparse", shape) << shape << 1.0 << 300 << int(Qt::DotLine);
         }
     }
 
@@ -234,6 +240,7 @@ private slots:
         QFETCH(QString, shape);
         QFETCH(qreal, ratio);
         QFETCH(int, samples);
+        QFETCH(int, style);
         const History h = history(shape, samples);
         KvcPlotRenderer::Frame frame;
         frame.devicePixelRatio = ratio;
@@ -246,6 +253,7 @@ private slots:
         grid.sync(h.xs, h.ys, samples);
         KvcPlotRenderer::Series series;
         series.color = Qt::red;
+        series.style = Qt::PenStyle(style);
         series.columns = grid.columns();
         frame.series << series;
         const QImage image = KvcPlotRenderer::render(frame);

@@ -272,6 +272,59 @@ private slots:
         QCOMPARE(ended.at(0).at(0).value<Status>(), KvcActionManager::Aborted);
     }
 
+    void noChartTextIsCutShort_data()
+    {
+        QTest::addColumn<QString>("model");
+        for (const char *model : {"heat1d.lua", "heat2d.lua", "heat1d-probes.lua"})
+            QTest::newRow(model) << QString(KVC_EXAMPLES_DIR "/") + model;
+    }
+
+    // Titles, ticks and legend names in full at the sizes people use, with
+    // the examples' graphics, the one of 24 series on the large chart.
+    void noChartTextIsCutShort()
+    {
+        QFETCH(QString, model);
+        ModalAnswerer boxes;
+        const std::unique_ptr<StudioWindow> studio = readyStudio();
+        QVERIFY(studio);
+        studio->openModel(model);
+        monitorOnAFreePort(*studio);
+        studio->runAction()->trigger();
+        auto *view = studio->findChild<KvcResultsWidget *>();
+        const QSharedPointer<KvcResultsData> data = studio->latestResults();
+        QVERIFY(view && data);
+        QTRY_VERIFY_WITH_TIMEOUT(data->graphics().size() > data->numSpecialGraphics()
+                && data->simTrackedData(data->graphics().last()->trackId).time.size() > 2,
+            15000);
+        int widest = data->numSpecialGraphics();
+        for (int g = widest; g < data->graphics().size(); ++g)
+            if (data->graphics().at(g)->series.size() > data->graphics().at(widest)->series.size())
+                widest = g;
+        QVERIFY(dragGraphic(studio->findChild<QListWidget *>("graphicsLst"), widest,
+            view->findChild<QChartView *>("ulChart")));
+
+        for (const QSize size : {QSize(1400, 900), QSize(1024, 700)}) {
+            studio->resize(size);
+            // A few frames of every chart, as data goes on arriving.
+            QTest::qWait(1200);
+            for (QChartView *chart : view->findChildren<QChartView *>()) {
+                for (QGraphicsItem *item : chart->scene()->items()) {
+                    const auto *text = qgraphicsitem_cast<QGraphicsTextItem *>(item);
+                    if (text && text->isVisible())
+                        QVERIFY2(!text->toPlainText().endsWith("..."),
+                            qPrintable(QString("%1 at %2x%3: %4")
+                                           .arg(chart->objectName())
+                                           .arg(size.width())
+                                           .arg(size.height())
+                                           .arg(text->toPlainText())));
+                }
+            }
+        }
+        action(*studio, "actionTerminate")->trigger();
+        QTRY_VERIFY_WITH_TIMEOUT(!studio->manager()->active(), 10000);
+        studio->close();
+    }
+
     void aboutBoxShowsTheVersionRecords()
     {
         ModalAnswerer boxes;
