@@ -8,13 +8,14 @@
 #define KVC_EXPORT Q_DECL_IMPORT
 #endif
 
-// Internal classes that the tests reach directly (the runner, the internal
-// dialogs, the results view's feeder and log buffer) are exported only from
-// a library built with its tests (KVC_BUILD_TESTS). Installing such a build
-// installs that library too, internal symbols and all; what keeps them from
-// being API is that their headers are not installed (kvcexecuter.h is, as
-// the manager's signatures name the class) and that hosts compile without
-// KVC_TESTING_EXPORTS. A build for packaging turns the tests off.
+// Internal classes that the tests and benchmarks reach directly (the runner,
+// the internal dialogs, the results view's chart drawing and log buffer) are
+// exported only from a library built with its tests or benchmarks.
+// Installing such a build installs that library too, internal symbols and
+// all; what keeps them from being API is that their headers are not
+// installed (kvcexecuter.h is, as the manager's signatures name the class)
+// and that hosts compile without KVC_TESTING_EXPORTS. A build for packaging turns the tests and benchmarks
+// off.
 #if defined(KVC_TESTING_EXPORTS)
 #define KVC_TESTING_EXPORT KVC_EXPORT
 #else
