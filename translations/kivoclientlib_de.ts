@@ -555,6 +555,53 @@ Simulation beenden und schließen?</translation>
     </message>
 </context>
 <context>
+    <name>KvcRunFile</name>
+    <message>
+        <source>Cannot save the run to %1: %2</source>
+        <translation>Der Lauf kann nicht in %1 gespeichert werden: %2</translation>
+    </message>
+    <message>
+        <source>The samples of %1 were left out: their index data changed its number of lines during the run.</source>
+        <translation>Die Messwerte von %1 wurden weggelassen: Ihre Indexdaten haben während des Laufs die Zahl ihrer Zeilen geändert.</translation>
+    </message>
+    <message>
+        <source>Cannot open %1: %2</source>
+        <translation>%1 kann nicht geöffnet werden: %2</translation>
+    </message>
+    <message>
+        <source>%1 is not a Kivo run file.</source>
+        <translation>%1 ist keine Kivo-Laufdatei.</translation>
+    </message>
+    <message>
+        <source>%1 is a Kivo run file of format version %2; this program reads version %3 and older. A newer program is needed to open it.</source>
+        <translation>%1 ist eine Kivo-Laufdatei im Format Version %2; dieses Programm liest Version %3 und ältere. Zum Öffnen wird ein neueres Programm benötigt.</translation>
+    </message>
+    <message>
+        <source>%1 is damaged at byte %2 (frame %3): %4. The run is shown as far as it could be read.</source>
+        <translation>%1 ist bei Byte %2 beschädigt (Rahmen %3): %4. Der Lauf wird so weit angezeigt, wie er gelesen werden konnte.</translation>
+    </message>
+    <message>
+        <source>%1 ends inside frame %2, which starts at byte %3: the file was cut short. The run is shown as far as it goes.</source>
+        <translation>%1 endet mitten in Rahmen %2, der bei Byte %3 beginnt: Die Datei wurde abgeschnitten. Der Lauf wird so weit angezeigt, wie er reicht.</translation>
+    </message>
+    <message>
+        <source>a frame of %1 bytes</source>
+        <translation>ein Rahmen von %1 Bytes</translation>
+    </message>
+    <message>
+        <source>a recording of monitoring protocol version %1</source>
+        <translation>eine Aufzeichnung des Überwachungsprotokolls Version %1</translation>
+    </message>
+    <message>
+        <source>Cannot create the folder %1.</source>
+        <translation>Der Ordner %1 kann nicht angelegt werden.</translation>
+    </message>
+    <message>
+        <source>Cannot write %1: %2</source>
+        <translation>%1 kann nicht geschrieben werden: %2</translation>
+    </message>
+</context>
+<context>
     <name>KvcServerInfoDlg</name>
     <message>
         <source>Server info</source>

@@ -9,6 +9,72 @@
     </message>
 </context>
 <context>
+    <name>RunFileMenu</name>
+    <message>
+        <source>Kivo runs (*.kivorun);;All files (*)</source>
+        <translation>Kivo-Läufe (*.kivorun);;Alle Dateien (*)</translation>
+    </message>
+    <message>
+        <source>Open &amp;run...</source>
+        <translation>&amp;Lauf öffnen...</translation>
+    </message>
+    <message>
+        <source>&amp;Save run...</source>
+        <translation>Lauf &amp;speichern...</translation>
+    </message>
+    <message>
+        <source>&amp;Export run data...</source>
+        <translation>Lauf&amp;daten exportieren...</translation>
+    </message>
+    <message>
+        <source>Recent runs</source>
+        <translation>Zuletzt verwendete Läufe</translation>
+    </message>
+    <message>
+        <source>Open a run</source>
+        <translation>Einen Lauf öffnen</translation>
+    </message>
+    <message>
+        <source>Save the run</source>
+        <translation>Den Lauf speichern</translation>
+    </message>
+    <message>
+        <source>Export the run&apos;s tracked values to a folder</source>
+        <translation>Die verfolgten Größen des Laufs in einen Ordner exportieren</translation>
+    </message>
+    <message>
+        <source>Error...</source>
+        <translation>Fehler...</translation>
+    </message>
+    <message>
+        <source>Run read from %1</source>
+        <translation>Lauf gelesen aus %1</translation>
+    </message>
+    <message>
+        <source>Damaged run file</source>
+        <translation>Beschädigte Laufdatei</translation>
+    </message>
+    <message>
+        <source>Run saved to %1</source>
+        <translation>Lauf gespeichert in %1</translation>
+    </message>
+    <message>
+        <source>Run saved in part</source>
+        <translation>Lauf teilweise gespeichert</translation>
+    </message>
+    <message numerus="yes">
+        <source>%n CSV file(s) written to %1</source>
+        <translation>
+            <numerusform>%n CSV-Datei in %1 geschrieben</numerusform>
+            <numerusform>%n CSV-Dateien in %1 geschrieben</numerusform>
+        </translation>
+    </message>
+    <message>
+        <source>No runs yet</source>
+        <translation>Noch keine Läufe</translation>
+    </message>
+</context>
+<context>
     <name>StudioWindow</name>
     <message>
         <source>Kivo Studio</source>

@@ -1,6 +1,11 @@
 #include "kivomonitor.h"
 
 #include "kvcommclientdata.h"
+#include "kvcommframewriter.h"
+#include "kvcommprotocol.h"
+#include "kvcrunfile.h"
+
+#include <QDir>
 
 namespace {
 
@@ -53,6 +58,31 @@ KivoMonitor::KivoMonitor(bool printSamples, QObject *parent)
     connect(&m_rateTimer, &QTimer::timeout, this, &KivoMonitor::printRate);
 }
 
+bool KivoMonitor::recordTo(const QString &fileName)
+{
+    m_record.setFileName(fileName);
+    if (!m_record.open(QIODevice::WriteOnly | QIODevice::Truncate)) {
+        m_err << "Error: cannot record to " << QDir::toNativeSeparators(fileName) << ": "
+              << m_record.errorString() << '\n';
+        m_err.flush();
+        return false;
+    }
+    record(KvcRunFile::header() + KvCommFrameWriter::hello(KvCommProtocol::Version));
+    return true;
+}
+
+void KivoMonitor::record(const QByteArray &frame, bool flush)
+{
+    if (!m_record.isOpen())
+        return;
+    if (m_record.write(frame) != frame.size() || (flush && !m_record.flush())) {
+        m_err << "Error: recording to " << QDir::toNativeSeparators(m_record.fileName())
+              << " stopped: " << m_record.errorString() << '\n';
+        m_err.flush();
+        m_record.close();
+    }
+}
+
 void KivoMonitor::start(const QString &host, quint16 port, unsigned int timeoutMs)
 {
     m_client = new KvCommClient(this);
@@ -62,8 +92,10 @@ void KivoMonitor::start(const QString &host, quint16 port, unsigned int timeoutM
     connect(m_client, &KvCommClient::simulationStatusChanged, this,
         [this](KvCommSimulationStatus status, const QDateTime &time) {
             line(QStringLiteral("Status: %1 at %2").arg(statusName(status), timeText(time)));
+            record(KvCommFrameWriter::status(status, time));
         });
     connect(m_client, &KvCommClient::logDataReceived, this, [this](int level, const QString &text) {
+        record(KvcRunFile::logFrame(level, text));
         m_out << QStringLiteral("[%1] ").arg(level) << text;
         if (!text.endsWith(QLatin1Char('\n')))
             m_out << '\n';
@@ -90,7 +122,13 @@ void KivoMonitor::onConnected()
     line(QStringLiteral("Status: %1; accepted requests: %2")
              .arg(statusName(m_client->simulationStatus()),
                  optionNames(m_client->controlOptions())));
+    record(KvCommFrameWriter::identity(m_client->version(), m_client->revision())
+        + KvCommFrameWriter::controlOptions(m_client->controlOptions())
+        + KvCommFrameWriter::status(m_client->simulationStatus(), QDateTime())
+        + KvCommFrameWriter::ready());
     connect(data, &KvCommClientData::simulationInfoAvailable, this, [this, data] {
+        record(KvCommFrameWriter::simulationInfo(data->simName(), data->simDescription(),
+            data->simFiles(), data->simLoadingTime(), data->simRunningTime()));
         line(QStringLiteral("Simulation: %1").arg(data->simName()));
         if (!data->simDescription().isEmpty())
             line(QStringLiteral("  description: %1").arg(data->simDescription()));
@@ -102,12 +140,14 @@ void KivoMonitor::onConnected()
     connect(data, &KvCommClientData::simulationRuleDataAvailable, this, &KivoMonitor::onRuleData);
     connect(data, &KvCommClientData::simulationTrackedDataInfoUpdated, this, [this, data](int id) {
         const KvCommClientTrackedRuleDataInfo &info = data->simTrackedDataInfo(id);
+        record(KvCommFrameWriter::trackedDataInfo(info));
         line(QStringLiteral("Tracked value %1 now: %2 [%3] %4")
                  .arg(id)
                  .arg(info.name, info.unit, info.description));
     });
     connect(data, &KvCommClientData::trackedIndexDataAvailable, this,
         [this](int rule, const KvCommClientTrackedIndexData &index, qint64 elapsed) {
+            record(KvCommFrameWriter::indexData(rule, index, elapsed));
             line(QStringLiteral("Index data of rule %1, type %2, %3 lines at %4 ms: %5")
                      .arg(rule)
                      .arg(int(index.indexType()))
@@ -126,6 +166,13 @@ void KivoMonitor::onRuleData()
     line(QStringLiteral("%1 rules, %2 tracked values")
              .arg(data->simNumRules())
              .arg(data->simNumTrackedData()));
+    QVector<KvCommClientTrackedRuleInfo> rules;
+    QVector<KvCommClientTrackedRuleDataInfo> values;
+    for (int r = 0; r < data->simNumRules(); ++r)
+        rules.append(data->simRuleInfo(r));
+    for (int i = 0; i < data->simNumTrackedData(); ++i)
+        values.append(data->simTrackedDataInfo(i));
+    record(KvCommFrameWriter::ruleData(rules, values));
     int id = 0;
     for (int r = 0; r < data->simNumRules(); ++r) {
         const KvCommClientTrackedRuleInfo &rule = data->simRuleInfo(r);
@@ -152,6 +199,9 @@ void KivoMonitor::onRuleData()
 
 void KivoMonitor::onSamples(const QList<KvCommClientTrackedData> &data, qint64 elapsed)
 {
+    if (m_record.isOpen() && !data.isEmpty())
+        record(KvCommFrameWriter::samples(data, elapsed, qMax<qint64>(0, data.first().sequence)),
+            false);
     if (!m_printSamples) {
         m_samplesInSecond += data.size();
         for (const KvCommClientTrackedData &s : data)
@@ -200,6 +250,10 @@ void KivoMonitor::onDisconnected()
 {
     m_rateTimer.stop();
     printRate();
+    if (m_record.isOpen()) {
+        record(QByteArray());
+        m_record.close();
+    }
     const QSharedPointer<KvCommClientData> data = m_client->clientData();
     line(QStringLiteral("Disconnected: %1 samples received, %2 missed; last status %3")
              .arg(data->samplesReceived())
@@ -209,4 +263,57 @@ void KivoMonitor::onDisconnected()
         emit finished(3);
     else
         emit finished(m_client->simulationStatus() == KvCommStatusFinished ? 0 : 1);
+}
+
+int KivoMonitor::replay(const QString &fileName, bool printSamples)
+{
+    QTextStream out(stdout);
+    KvcRunFile::Run run;
+    if (!KvcRunFile::open(fileName, run)) {
+        QTextStream(stderr) << "Error: " << run.message << '\n';
+        return 2;
+    }
+    const QSharedPointer<KvCommClientData> store = run.data->simulationData();
+    out << "Recorded run " << QDir::toNativeSeparators(fileName) << ": simulator "
+        << run.simulatorVersion << " (revision " << run.simulatorRevision << ")\n"
+        << "Simulation: " << store->simName() << '\n';
+    if (!store->simDescription().isEmpty())
+        out << "  description: " << store->simDescription() << '\n';
+    for (const QString &file : store->simFiles())
+        out << "  file: " << file << '\n';
+    out << "  loading since: " << timeText(store->simLoadingTime())
+        << ", running since: " << timeText(store->simRunningTime()) << '\n'
+        << "Status: " << KvcActionManager::execStatusStr(run.view.status) << " at "
+        << timeText(run.view.statusTime) << '\n'
+        << store->simNumRules() << " rules, " << store->simNumTrackedData() << " tracked values\n";
+    for (int id = 0; id < store->simNumTrackedData(); ++id) {
+        const KvCommClientTrackedRuleDataInfo &info = store->simTrackedDataInfo(id);
+        const KvcResultsData::TrackedData &h = run.data->simTrackedData(id);
+        out << QStringLiteral("  value %1 %2 [%3] of rule %4: %5 samples of %6 components")
+                   .arg(id)
+                   .arg(info.name, info.unit, store->simRuleInfo(info.ruleId).name)
+                   .arg(h.time.size())
+                   .arg(h.data.size());
+        if (!h.time.isEmpty())
+            out << QStringLiteral(", min %1, max %2").arg(h.min, 0, 'g', 10).arg(h.max, 0, 'g', 10);
+        out << '\n';
+        for (int p = 0; printSamples && p < h.time.size(); ++p) {
+            QStringList values;
+            for (const QVector<double> &c : h.data)
+                values << QString::number(c.at(p), 'g', 10);
+            out << "    t=" << QString::number(h.time.at(p), 'g', 10) << " = "
+                << values.join(QLatin1Char(' ')) << '\n';
+        }
+    }
+    for (const KvcRunLogMessage &message : run.view.log) {
+        out << QStringLiteral("[%1] ").arg(message.level) << message.text;
+        if (!message.text.endsWith(QLatin1Char('\n')))
+            out << '\n';
+    }
+    out.flush();
+    if (!run.complete) {
+        QTextStream(stderr) << "Error: " << run.message << '\n';
+        return 3;
+    }
+    return run.view.status == KvcActionManager::Finished ? 0 : 1;
 }

@@ -2,6 +2,7 @@
 
 #include "kvcommclient.h"
 
+#include <QFile>
 #include <QObject>
 #include <QTextStream>
 #include <QTimer>
@@ -16,7 +17,15 @@ class KivoMonitor : public QObject
 public:
     explicit KivoMonitor(bool printSamples, QObject *parent = nullptr);
 
+    /// Records what the connection delivers into `fileName` as a run file
+    /// (a plain file written as frames arrive, so that a recording cut short
+    /// by a kill still opens); call before start(). False with a message on
+    /// stderr when the file cannot be created.
+    bool recordTo(const QString &fileName);
     void start(const QString &host, quint16 port, unsigned int timeoutMs);
+    /// Prints what the run file `fileName` holds; the exit code as for a
+    /// connection (0 Finished, 1 another status, 2 unreadable, 3 damaged).
+    static int replay(const QString &fileName, bool printSamples);
 
 signals:
     /// 0: the server closed after a final status Finished; 1: it ended in
@@ -31,6 +40,7 @@ private:
     void onSamples(const QList<KvCommClientTrackedData> &data, qint64 elapsed);
     void printRate();
     void line(const QString &text);
+    void record(const QByteArray &frame, bool flush = true);
 
     KvCommClient *m_client = nullptr;
     QTextStream m_out;
@@ -41,4 +51,5 @@ private:
     bool m_failed = false;
     qint64 m_samplesInSecond = 0;
     qint64 m_valuesInSecond = 0;
+    QFile m_record;
 };

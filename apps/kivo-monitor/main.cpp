@@ -23,13 +23,28 @@ int main(int argc, char *argv[])
         QStringLiteral("s"), QStringLiteral("5"));
     QCommandLineOption samples(QStringLiteral("samples"),
         QStringLiteral("Print every sample instead of a count per second."));
+    QCommandLineOption recordFile(QStringLiteral("record"),
+        QStringLiteral("Also record what the server sends into a run file."),
+        QStringLiteral("file"));
+    QCommandLineOption replayFile(QStringLiteral("replay"),
+        QStringLiteral("Print what a run file holds instead of connecting (no host, no port)."),
+        QStringLiteral("file"));
     parser.addOption(timeout);
     parser.addOption(samples);
+    parser.addOption(recordFile);
+    parser.addOption(replayFile);
     parser.addPositionalArgument(QStringLiteral("host"), QStringLiteral("Server address."));
     parser.addPositionalArgument(QStringLiteral("port"), QStringLiteral("Server port."));
     parser.process(app);
 
     const QStringList args = parser.positionalArguments();
+    if (parser.isSet(replayFile)) {
+        if (!args.isEmpty() || parser.isSet(recordFile)) {
+            std::fprintf(stderr, "kivo-monitor: --replay takes no host, port or --record\n");
+            return 2;
+        }
+        return KivoMonitor::replay(parser.value(replayFile), parser.isSet(samples));
+    }
     bool portOk = false;
     bool timeoutOk = false;
     const uint port = args.size() == 2 ? args.at(1).toUInt(&portOk) : 0;
@@ -46,6 +61,8 @@ int main(int argc, char *argv[])
     }
 
     KivoMonitor monitor(parser.isSet(samples));
+    if (parser.isSet(recordFile) && !monitor.recordTo(parser.value(recordFile)))
+        return 2;
     QObject::connect(
         &monitor, &KivoMonitor::finished, &app, [](int code) { QCoreApplication::exit(code); },
         Qt::QueuedConnection);

@@ -27,6 +27,7 @@ StudioWindow::StudioWindow(QWidget *parent)
     connect(actionQuit, &QAction::triggered, this, &QWidget::close);
     connect(actMgr, &KvcActionManager::readyToClose, this, &QWidget::close);
     connect(actionAbout, &QAction::triggered, this, &StudioWindow::showAbout);
+    runFileMenu = new RunFileMenu(this, menuFile, actionQuit, tabs);
     connect(tabs, &QTabWidget::tabCloseRequested, this, [this](int index) {
         QWidget *page = tabs->widget(index);
         // The model tab stays; a results tab of a running execution too.

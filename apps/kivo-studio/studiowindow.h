@@ -3,6 +3,7 @@
 #include "kvcactionmanager.h"
 #include "kvcluafilewidget.h"
 #include "kvcresultswidget.h"
+#include "runfilemenu.h"
 
 #include "ui_studiowindow.h"
 
@@ -32,6 +33,7 @@ public:
     /// The results data of the latest execution (null before the first).
     QSharedPointer<KvcResultsData> latestResults() const { return latestData; }
     KvcResultsWidget *latestView() const { return latestResultsView; }
+    RunFileMenu *runFiles() const { return runFileMenu; }
 
 signals:
     /// An execution has ended and the manager is idle again.
@@ -54,6 +56,7 @@ private:
     QPointer<KvcLuaFileWidget> modelView;
     QPointer<KvcResultsWidget> latestResultsView;
     QSharedPointer<KvcResultsData> latestData;
+    RunFileMenu *runFileMenu = nullptr;
     QString modelFile;
     int executions = 0;
     bool executionOpen = false;

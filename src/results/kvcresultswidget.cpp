@@ -9,6 +9,7 @@
 #include <QDropEvent>
 #include <QMimeData>
 #include <QPointer>
+#include <QTextBlock>
 #include <QTimer>
 #include <QtCharts/QChart>
 #include <QtCharts/QChartView>
@@ -315,4 +316,70 @@ void KvcResultsWidget::flushFrame()
         charts.cbegin(), charts.cend(), [](const auto &chart) { return chart->isDirty(); });
     if (dirty)
         scheduleFrame();
+}
+
+KvcRunView KvcResultsWidget::record()
+{
+    KvcRunView view;
+    view.status = status;
+    view.statusTime = statusTime;
+    const QVector<GraphicsData *> &graphics = m_resultData->graphics();
+    for (const auto &chart : charts)
+        view.chartGraphics.append(graphics.indexOf(const_cast<GraphicsData *>(chart->graphic())));
+    while (!logBuffer->isEmpty())
+        logBuffer->flush();
+    const auto levelOf = [](const QTextCharFormat &format) {
+        if (format.foreground().style() == Qt::NoBrush)
+            return -1;
+        for (int level = 0; level < 8; ++level) {
+            if (KvcLogBuffer::levelColor(level) == format.foreground().color())
+                return level;
+        }
+        return -1;
+    };
+    const auto add = [&view](int level, const QString &text) {
+        if (!view.log.isEmpty() && view.log.last().level == level)
+            view.log.last().text += text;
+        else
+            view.log.append({level, text});
+    };
+    for (QTextBlock block = logTed->document()->begin(); block.isValid(); block = block.next()) {
+        int level = view.log.isEmpty() ? -1 : view.log.last().level;
+        for (auto it = block.begin(); !it.atEnd(); ++it) {
+            level = levelOf(it.fragment().charFormat());
+            add(level, it.fragment().text());
+        }
+        if (block.next().isValid())
+            add(level, QStringLiteral("\n"));
+    }
+    return view;
+}
+
+void KvcResultsWidget::showRecord(const KvcRunView &view)
+{
+    status = view.status;
+    statusTime = view.statusTime;
+    updateHeaderStatus();
+    const QString dateFormat = tr("dd-MMM-yyyy hh:mm:ss.zzz");
+    if (const QSharedPointer<KvCommClientData> store = m_resultData->simulationData()) {
+        simNameLbl->setText(store->simName());
+        if (store->simLoadingTime().isValid())
+            simLoadingStartedLbl->setText(
+                store->simLoadingTime().toLocalTime().toString(dateFormat));
+        if (store->simRunningTime().isValid())
+            simRunningStartedLbl->setText(
+                store->simRunningTime().toLocalTime().toString(dateFormat));
+    }
+    if (!statusTime.isValid())
+        simFinishedLbl->clear();
+    updateHeaderData();
+    const int numGraphics = m_resultData->graphics().size();
+    for (int i = 0; i < qMin<int>(ChartCount, view.chartGraphics.size()); ++i) {
+        const int g = view.chartGraphics.at(i);
+        if (g >= 0 && g < numGraphics)
+            updateChartGraphic(i, g);
+    }
+    for (const KvcRunLogMessage &message : view.log)
+        logBuffer->append(message.level, message.text);
+    scheduleFrame();
 }

@@ -3,6 +3,7 @@
 #include "kvcactionmanager.h"
 #include "kvcexport.h"
 #include "kvcresultsdata.h"
+#include "kvcrunfile.h"
 #include "ui_kvcresultswidget.h"
 
 #include <QDateTime>
@@ -80,6 +81,17 @@ public:
     /// The manager is busy with an execution and the status is Loading or Running.
     bool active();
     QSharedPointer<KvcResultsData> resultData();
+
+    /// What the view shows besides its results data, for KvcRunFile::save():
+    /// its status and when it came, the graphic of each chart, and the log
+    /// as the view keeps it (waiting messages written first; each run of one
+    /// colour becomes one message of the lowest level with that colour, text
+    /// in no level's colour level -1).
+    KvcRunView record();
+    /// Shows a run read from a file: the status and its time, the header from
+    /// the results data's store, the charts' graphics (indexes that are not
+    /// graphics are skipped) and the log. A view built for this has no manager.
+    void showRecord(const KvcRunView &view);
 
 private slots:
     void executionStatusChanged(KvcActionManager::ExecutionStatus status);

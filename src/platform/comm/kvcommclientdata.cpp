@@ -1,6 +1,9 @@
 #include "kvcommclientdata.h"
 
+#include "kvcommmessage.h"
+
 #include <cstddef>
+#include <utility>
 
 namespace {
 
@@ -200,4 +203,34 @@ bool KvCommClientData::addTrackedData(
     m_samplesReceived += data.size();
     emit trackedDataReceived(data, elapsedTime);
     return true;
+}
+
+bool KvCommClientData::feed(KvCommMessage &m, QString *error)
+{
+    switch (m.type) {
+    case KvCommProtocol::RuleData: {
+        const QVector<KvCommClientTrackedRuleInfo> rules = std::exchange(m.rules, {});
+        const QVector<KvCommClientTrackedRuleDataInfo> tracked = std::exchange(m.trackedData, {});
+        return setRuleData(rules, tracked, error);
+    }
+    case KvCommProtocol::TrackedDataInfo: {
+        KvCommClientTrackedRuleDataInfo info;
+        info.id = m.trackedId;
+        info.name = m.name;
+        info.description = m.description;
+        info.unit = m.unit;
+        return updateTrackedDataInfo(info, error);
+    }
+    case KvCommProtocol::IndexData: {
+        const KvCommClientTrackedIndexData data(
+            KvCommClientTrackedIndexData::IndexType(m.indexType), m.indexLines);
+        return addTrackedIndexData(m.ruleId, data, m.elapsedTime, error);
+    }
+    case KvCommProtocol::Samples: {
+        const QList<KvCommClientTrackedData> batch = std::exchange(m.samples, {});
+        return addTrackedData(batch, m.elapsedTime, error);
+    }
+    default:
+        return true;
+    }
 }

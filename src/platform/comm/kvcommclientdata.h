@@ -6,6 +6,8 @@
 #include "kvcommclienttrackedruleinfo.h"
 #include "kvcommexport.h"
 
+struct KvCommMessage;
+
 #include <QDateTime>
 #include <QList>
 #include <QObject>
@@ -72,6 +74,12 @@ public:
         qint64 elapsedTime, QString *error = nullptr);
     bool addTrackedData(
         const QList<KvCommClientTrackedData> &data, qint64 elapsedTime, QString *error = nullptr);
+    /// Feeds a decoded RuleData, TrackedDataInfo, IndexData or Samples
+    /// message through the operation above that takes it (any other type is
+    /// ignored and accepted), as a live connection does and a recorded one
+    /// replays. Moves the rules and samples out of `message`, and reads it
+    /// before any signal: a receiver may destroy it.
+    bool feed(KvCommMessage &message, QString *error = nullptr);
 
 signals:
     /// Name, description, files or times are (newly) available.

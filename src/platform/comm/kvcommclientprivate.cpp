@@ -463,35 +463,11 @@ bool KvCommClientPrivate::handleData(KvCommMessage &m)
 
 bool KvCommClientPrivate::feedStore(KvCommMessage &m, QString &err)
 {
-    // Everything the store receives goes through locals: its receivers may
-    // delete the client, `m` with it.
+    // The store reads `m` before it emits: its receivers may delete the client.
     const QSharedPointer<KvCommClientData> store = q->m_clientData;
-    switch (m.type) {
-    case KvCommProtocol::RuleData: {
-        const QVector<KvCommClientTrackedRuleInfo> rules = std::exchange(m.rules, {});
-        const QVector<KvCommClientTrackedRuleDataInfo> tracked = std::exchange(m.trackedData, {});
-        return store->setRuleData(rules, tracked, &err);
+    if (inHistory && m.type == KvCommProtocol::Samples) {
+        for (KvCommClientTrackedData &s : m.samples)
+            s.flags |= KvCommClientTrackedData::FromHistory;
     }
-    case KvCommProtocol::TrackedDataInfo: {
-        KvCommClientTrackedRuleDataInfo info;
-        info.id = m.trackedId;
-        info.name = m.name;
-        info.description = m.description;
-        info.unit = m.unit;
-        return store->updateTrackedDataInfo(info, &err);
-    }
-    case KvCommProtocol::IndexData: {
-        const KvCommClientTrackedIndexData data(
-            KvCommClientTrackedIndexData::IndexType(m.indexType), m.indexLines);
-        return store->addTrackedIndexData(m.ruleId, data, m.elapsedTime, &err);
-    }
-    default: {
-        QList<KvCommClientTrackedData> batch = std::exchange(m.samples, {});
-        if (inHistory) {
-            for (KvCommClientTrackedData &s : batch)
-                s.flags |= KvCommClientTrackedData::FromHistory;
-        }
-        return store->addTrackedData(batch, m.elapsedTime, &err);
-    }
-    }
+    return store->feed(m, &err);
 }

@@ -2,6 +2,7 @@
 
 #include <QProcess>
 #include <QTcpServer>
+#include <QTemporaryDir>
 #include <QtTest>
 
 // kivo-monitor run as a child process against an in-process server.
@@ -63,8 +64,10 @@ void tst_KivoMonitor::followsASimulationToItsEnd()
     server.publishSamples(
         {KvCommClientTrackedData(0, {0.25}), KvCommClientTrackedData(1, {300, 301})}, 12);
 
+    QTemporaryDir dir;
+    const QString recording = dir.filePath(QStringLiteral("run.kivorun"));
     QProcess monitor;
-    QStringList args;
+    QStringList args {QStringLiteral("--record"), recording};
     if (samples)
         args << QStringLiteral("--samples");
     args << QStringLiteral("--timeout") << QStringLiteral("10") << QStringLiteral("127.0.0.1")
@@ -108,6 +111,19 @@ void tst_KivoMonitor::followsASimulationToItsEnd()
             qPrintable(QStringLiteral("missing \"%1\" in:\n%2").arg(line, out)));
     QVERIFY(
         out.indexOf(QStringLiteral("Rule 0 probe")) < out.indexOf(QStringLiteral("Index data")));
+
+    // The recording replays what was followed, with the same exit code.
+    QProcess replay;
+    replay.start(program(), {QStringLiteral("--replay"), recording});
+    QVERIFY(replay.waitForFinished(20000));
+    const QString replayed = QString::fromUtf8(replay.readAllStandardOutput());
+    QVERIFY2(replay.exitCode() == exitCode, qPrintable(replayed + replay.readAllStandardError()));
+    for (const QString &line :
+        {QStringLiteral("simulator 4.5.6 (revision rev7)"), QStringLiteral("Simulation: plate"),
+            QStringLiteral("value 1 T [K] of rule probe: 2 samples of 2 components, min 300, "
+                           "max 303"),
+            QStringLiteral("[3] low on memory")})
+        QVERIFY2(replayed.contains(line), qPrintable(replayed));
 }
 
 void tst_KivoMonitor::failsOnUnreachableServerAndBadArguments_data()
