@@ -2,7 +2,7 @@
 # Installs the Debian packages that the build, the tests and the demo need.
 set -euo pipefail
 packages=(build-essential cmake pkg-config qtbase5-dev libqt5charts5-dev qttools5-dev
-          qttools5-dev-tools liblua5.4-dev)
+          qttools5-dev-tools liblua5.4-dev libqt5svg5-dev)
 missing=()
 for p in "${packages[@]}"; do
   dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")

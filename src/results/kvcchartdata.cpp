@@ -2,15 +2,19 @@
 
 #include "kvcchartlegend.h"
 #include "kvcchartstyle.h"
+#include "kvccsvwriter.h"
 #include "kvcplotlayer.h"
 
+#include <QCoreApplication>
 #include <QFontMetricsF>
 #include <QGraphicsTextItem>
 #include <QtCharts/QChart>
 #include <QtCharts/QLegend>
+#include <QtCharts/QLegendMarker>
 #include <QtCharts/QLineSeries>
 #include <QtCharts/QValueAxis>
 
+#include <algorithm>
 #include <cmath>
 
 QT_CHARTS_USE_NAMESPACE
@@ -94,6 +98,16 @@ KvcChartData::KvcChartData(const GraphicsData *graphic, const KvcResultsData &da
     m_chart->addAxis(m_yAxis, Qt::AlignLeft);
     m_layer = new KvcPlotLayer(m_chart, m_xAxis, m_yAxis);
     m_legend = new KvcChartLegend(m_chart);
+    QObject::connect(m_legend, &KvcChartLegend::entryClicked,
+        [this](int series) { setSeriesVisible(series, !isSeriesVisible(series)); });
+    m_heldMark = new QGraphicsSimpleTextItem(
+        QCoreApplication::translate("KvcChartData", "Zoom held"), m_chart);
+    m_heldMark->setBrush(Qt::darkGray);
+    m_heldMark->setZValue(10);
+    m_heldMark->setToolTip(QCoreApplication::translate("KvcChartData",
+        "New samples do not move this chart's ranges. Double-click it, press Home or choose "
+        "Reset zoom to follow them again."));
+    m_heldMark->hide();
     setGraphic(graphic, data);
 }
 
@@ -109,8 +123,16 @@ void KvcChartData::setGraphic(const GraphicsData *graphic, const KvcResultsData 
     m_layer->clear();
     m_onLayer = false;
     m_ranges = QRectF();
+    m_rangesShown = false;
     m_chartSize = QSizeF();
     m_legendDirty = true;
+    // A graphic starts from the rule's ranges, not from a zoom of the last.
+    if (m_held) {
+        m_held = false;
+        m_xRangePending = m_xMax > 0;
+        m_pendingXMax = m_xMax;
+    }
+    m_ruleYKnown = false;
     // Iterations are counted: whole ticks.
     m_wholeNumbers = graphic && data.graphics().value(1) == graphic;
 
@@ -158,6 +180,11 @@ void KvcChartData::addLine(int component, int first, int end, const QString &nam
     series->setPointsVisible(KvcChartStyle::seriesStyle(index) != Qt::SolidLine);
     series->attachAxis(m_xAxis);
     series->attachAxis(m_yAxis);
+    // Attaching re-ranged the axes: not the user's doing.
+    m_rangesShown = false;
+    for (QLegendMarker *marker : m_chart->legend()->markers(series))
+        QObject::connect(marker, &QLegendMarker::clicked, m_legend,
+            [this, index] { setSeriesVisible(index, !isSeriesVisible(index)); });
     Line line;
     line.series = series;
     line.component = component;
@@ -202,8 +229,9 @@ void KvcChartData::followTrack(const KvcResultsData::TrackedData &history)
         m_pendingXMax = m_xMax;
     }
     m_yRangePending = true;
-    m_pendingYMin = history.min;
-    m_pendingYMax = history.max;
+    m_pendingYMin = m_ruleYMin = history.min;
+    m_pendingYMax = m_ruleYMax = history.max;
+    m_ruleYKnown = true;
     m_dirty = true;
 }
 
@@ -215,8 +243,9 @@ void KvcChartData::followExecutionTime(double time, double executionTime)
     }
     if (grow(executionTime, m_yMax)) {
         m_yRangePending = true;
-        m_pendingYMin = 0.0;
-        m_pendingYMax = m_yMax;
+        m_pendingYMin = m_ruleYMin = 0.0;
+        m_pendingYMax = m_ruleYMax = m_yMax;
+        m_ruleYKnown = true;
     }
     m_dirty = true;
 }
@@ -255,13 +284,23 @@ bool KvcChartData::fitsQtCharts(int columns) const
 
 void KvcChartData::flush(const KvcResultsData &data, qreal pixelRatio)
 {
-    // Ranges first, so that what is drawn next belongs to them.
-    const bool reranged = m_xRangePending || m_yRangePending;
-    if (m_xRangePending)
-        setRangeFreeOfTicks(m_xAxis, 0.0, m_pendingXMax);
-    if (m_yRangePending)
-        setRangeFreeOfTicks(m_yAxis, m_pendingYMin, m_pendingYMax);
-    m_xRangePending = m_yRangePending = false;
+    // Ranges that changed since the last flush were changed by the user
+    // (a rubber band): they hold until a reset.
+    if (m_rangesShown && !m_held && axisRanges() != m_ranges)
+        m_held = true;
+    // Ranges first, so that what is drawn next belongs to them. A held chart
+    // keeps them pending: a reset shows what the rule gives by then.
+    const bool reranged = !m_held && (m_xRangePending || m_yRangePending);
+    if (!m_held) {
+        if (m_yRangePending && hiddenCount() > 0 && m_graphic && m_graphic->ruleId >= 0)
+            visibleExtent(data, m_pendingYMin, m_pendingYMax);
+        if (m_xRangePending)
+            setRangeFreeOfTicks(m_xAxis, 0.0, m_pendingXMax);
+        if (m_yRangePending)
+            setRangeFreeOfTicks(m_yAxis, m_pendingYMin, m_pendingYMax);
+        m_xRangePending = m_yRangePending = false;
+    }
+    m_heldMark->setVisible(m_held);
 
     if (m_chart->size() != m_chartSize) {
         m_chartSize = m_chart->size();
@@ -277,11 +316,13 @@ void KvcChartData::flush(const KvcResultsData &data, qreal pixelRatio)
     if (columns < 2)
         columns = fallbackColumns;
     const QSize pixels(columns, qMax(1, qRound(plot.height() * pixelRatio)));
-    const QRectF ranges(
-        QPointF(m_xAxis->min(), m_yAxis->min()), QPointF(m_xAxis->max(), m_yAxis->max()));
+    const QRectF ranges = axisRanges();
     const bool regrid = pixels != m_pixels || ranges != m_ranges;
     m_pixels = pixels;
     m_ranges = ranges;
+    m_rangesShown = true;
+    if (regrid)
+        placeHeldMark();
     if (regrid || reranged)
         updateTicks();
     if (regrid || m_legendDirty)
@@ -321,7 +362,8 @@ void KvcChartData::feedSeries(const KvcResultsData &data)
 
 void KvcChartData::feedLayer(const KvcResultsData &data, qreal pixelRatio, bool regrid)
 {
-    bool changed = regrid;
+    bool changed = regrid || m_visibilityChanged;
+    m_visibilityChanged = false;
     for (Line &line : m_lines) {
         const QVector<double> *xs = nullptr;
         const QVector<double> *ys = nullptr;
@@ -344,6 +386,12 @@ void KvcChartData::feedLayer(const KvcResultsData &data, qreal pixelRatio, bool 
     frame.yMax = m_yAxis->max();
     for (const Line &line : qAsConst(m_lines)) {
         KvcPlotRenderer::Series series;
+        // A hidden series keeps its place, empty, so that frames number the
+        // series as the chart does.
+        if (!line.series->isVisible()) {
+            frame.series.append(series);
+            continue;
+        }
         series.color = line.series->pen().color();
         series.style = line.series->pen().style();
         series.columns = line.columns.columns();
@@ -482,4 +530,162 @@ void KvcChartData::applyFonts()
         axis->setTitleFont(axisTitle);
         axis->setLabelsFont(labels);
     }
+}
+
+QRectF KvcChartData::axisRanges() const
+{
+    return QRectF(QPointF(m_xAxis->min(), m_yAxis->min()), QPointF(m_xAxis->max(), m_yAxis->max()));
+}
+
+void KvcChartData::placeHeldMark()
+{
+    const QRectF plot = m_chart->plotArea();
+    m_heldMark->setFont(m_xAxis->labelsFont());
+    const QRectF box = m_heldMark->boundingRect();
+    m_heldMark->setPos(plot.right() - box.width() - 4, plot.top() + 2);
+}
+
+void KvcChartData::resetRanges()
+{
+    m_held = false;
+    m_xRangePending = m_xMax > 0;
+    m_pendingXMax = m_xMax;
+    m_yRangePending = m_ruleYKnown;
+    m_pendingYMin = m_ruleYMin;
+    m_pendingYMax = m_ruleYMax;
+    m_dirty = true;
+}
+
+void KvcChartData::zoom(Qt::Orientation orientation, double factor, double around)
+{
+    QValueAxis *axis = orientation == Qt::Horizontal ? m_xAxis : m_yAxis;
+    const double min = around + (axis->min() - around) * factor;
+    const double max = around + (axis->max() - around) * factor;
+    // Not down to where doubles can no longer tell the ends apart.
+    if (!(max - min > 1e-12 * qMax(std::abs(min), std::abs(max))) || !std::isfinite(max - min))
+        return;
+    m_held = true;
+    setRangeFreeOfTicks(axis, min, max);
+    m_dirty = true;
+}
+
+void KvcChartData::pan(double dx, double dy)
+{
+    if (dx == 0.0 && dy == 0.0)
+        return;
+    m_held = true;
+    setRangeFreeOfTicks(m_xAxis, m_xAxis->min() + dx, m_xAxis->max() + dx);
+    setRangeFreeOfTicks(m_yAxis, m_yAxis->min() + dy, m_yAxis->max() + dy);
+    m_dirty = true;
+}
+
+int KvcChartData::seriesCount() const { return m_lines.size(); }
+
+bool KvcChartData::isSeriesVisible(int series) const
+{
+    return series >= 0 && series < m_lines.size() && m_lines.at(series).series->isVisible();
+}
+
+void KvcChartData::setSeriesVisible(int series, bool visible)
+{
+    if (series < 0 || series >= m_lines.size() || isSeriesVisible(series) == visible)
+        return;
+    QLineSeries *line = m_lines.at(series).series;
+    line->setVisible(visible);
+    // Qt Charts hides the marker of a hidden series: it stays, greyed, so
+    // that the series can be shown again.
+    for (QLegendMarker *marker : m_chart->legend()->markers(line)) {
+        marker->setVisible(true);
+        const QColor color = visible ? line->pen().color() : QColor(Qt::lightGray);
+        marker->setBrush(color);
+        marker->setPen(QPen(color));
+        marker->setLabelBrush(visible ? m_chart->legend()->labelBrush() : QBrush(Qt::gray));
+    }
+    m_legend->refresh();
+    m_visibilityChanged = true;
+    // The y range of a rule graphic follows the series shown.
+    if (m_ruleYKnown && m_graphic && m_graphic->ruleId >= 0) {
+        m_yRangePending = true;
+        m_pendingYMin = m_ruleYMin;
+        m_pendingYMax = m_ruleYMax;
+    }
+    m_dirty = true;
+}
+
+int KvcChartData::hiddenCount() const
+{
+    return int(std::count_if(m_lines.cbegin(), m_lines.cend(),
+        [](const Line &line) { return !line.series->isVisible(); }));
+}
+
+void KvcChartData::visibleExtent(const KvcResultsData &data, double &min, double &max) const
+{
+    KvcMinMaxIndex::Extent extent;
+    for (const Line &line : m_lines) {
+        const QVector<double> *xs = nullptr;
+        const QVector<double> *ys = nullptr;
+        if (!line.series->isVisible() || !source(data, line.component, xs, ys))
+            continue;
+        if (const KvcMinMaxIndex *index
+            = data.simTrackedExtremes(m_graphic->trackId, line.component))
+            extent.add(index->extent(*ys, 0, ys->size()));
+    }
+    // With every series hidden, the rule of them all.
+    if (!extent.isEmpty()) {
+        min = extent.min;
+        max = extent.max;
+    }
+}
+
+QString KvcChartData::seriesName(int series) const
+{
+    const QString name
+        = m_lines.value(series).series ? m_lines.at(series).series->name() : QString();
+    if (!name.isEmpty() || !m_graphic)
+        return name;
+    return m_lines.size() == 1 ? m_graphic->yTitle
+                               : QStringLiteral("%1 [%2]").arg(m_graphic->yTitle).arg(series + 1);
+}
+
+QVector<KvcChartData::Reading> KvcChartData::readingsAt(const KvcResultsData &data, double x) const
+{
+    QVector<Reading> readings;
+    for (int s = 0; s < m_lines.size(); ++s) {
+        const Line &line = m_lines.at(s);
+        const QVector<double> *xs = nullptr;
+        const QVector<double> *ys = nullptr;
+        if (!line.series->isVisible() || !source(data, line.component, xs, ys))
+            continue;
+        const int end = qMin(line.end, qMin(xs->size(), ys->size()));
+        if (end <= line.first)
+            continue;
+        // Times never decrease: the nearest sample is one of the two around x.
+        const auto begin = xs->cbegin() + line.first;
+        const int i = int(std::lower_bound(begin, xs->cbegin() + end, x) - xs->cbegin());
+        int nearest = qMin(i, end - 1);
+        if (i > line.first && (i == end || x - xs->at(i - 1) <= xs->at(i) - x))
+            nearest = i - 1;
+        readings.append(
+            {seriesName(s), line.series->pen().color(), xs->at(nearest), ys->at(nearest)});
+    }
+    return readings;
+}
+
+bool KvcChartData::writeCsv(const KvcResultsData &data, QIODevice *device) const
+{
+    QStringList names {m_graphic ? m_graphic->xTitle : QString()};
+    QVector<const QVector<double> *> columns;
+    for (int s = 0; s < m_lines.size(); ++s) {
+        const QVector<double> *xs = nullptr;
+        const QVector<double> *ys = nullptr;
+        if (!source(data, m_lines.at(s).component, xs, ys))
+            continue;
+        if (columns.isEmpty())
+            columns << xs;
+        names << seriesName(s);
+        columns << ys;
+    }
+    if (columns.isEmpty())
+        names.clear();
+    return KvcCsvWriter::write(device, names, columns);
 }

@@ -4,6 +4,7 @@
 #include "kvcplotrenderer.h"
 #include "kvcresultsdata.h"
 
+#include <QColor>
 #include <QVector>
 #include <QtCharts/QChartGlobal>
 
@@ -15,6 +16,8 @@ QT_CHARTS_END_NAMESPACE
 
 class KvcChartLegend;
 class KvcPlotLayer;
+class QGraphicsSimpleTextItem;
+class QIODevice;
 
 /// One chart of the results view: the Qt Charts objects that show a graphic of
 /// the results data, and the bookkeeping of what they are to show.
@@ -87,6 +90,43 @@ public:
     /// share the smallest.
     void setFontCap(qreal points);
 
+    /// The user's view. Zooming or panning a chart (these functions, or a
+    /// rubber band on its view) holds its ranges: new samples no longer move
+    /// them, while the axis rule goes on underneath, and a mark in the plot
+    /// says so. resetRanges() shows the rule's ranges again; so does a new
+    /// graphic.
+    bool isHeld() const { return m_held; }
+    void resetRanges();
+    /// Scales the x or y range by `factor` around the value `around`.
+    void zoom(Qt::Orientation orientation, double factor, double around);
+    /// Moves the ranges by dx and dy, in axis units.
+    void pan(double dx, double dy);
+
+    /// The series shown; a hidden one counts neither for the read-out nor
+    /// for the y range. Decided here: while some series of a rule graphic
+    /// are hidden, its y range is the minimum and maximum of the stored
+    /// values of those shown (with every series shown, or none, it is the
+    /// value's, as the rule says). Clicking a series' legend entry toggles
+    /// it; its entry stays, greyed.
+    int seriesCount() const;
+    bool isSeriesVisible(int series) const;
+    void setSeriesVisible(int series, bool visible);
+    /// The legend name of a series; the y title for unnamed ones.
+    QString seriesName(int series) const;
+
+    /// The stored sample nearest to `x` of each shown series, taken from the
+    /// full history (not from what is drawn).
+    struct Reading {
+        QString name;
+        QColor color;
+        double x = 0.0;
+        double y = 0.0;
+    };
+    QVector<Reading> readingsAt(const KvcResultsData &data, double x) const;
+    /// The graphic's whole stored history as CSV (KvcCsvWriter): the x title
+    /// and the series' names, one row per sample. False on a write error.
+    bool writeCsv(const KvcResultsData &data, QIODevice *device) const;
+
     /// Something changed since the last flush().
     bool isDirty() const { return m_dirty; }
     /// The plot was resized or zoomed: its columns and ticks change.
@@ -120,6 +160,10 @@ private:
     void feedLayer(const KvcResultsData &data, qreal pixelRatio, bool regrid);
     void updateTicks();
     void updateLegend();
+    QRectF axisRanges() const;
+    void placeHeldMark();
+    int hiddenCount() const;
+    void visibleExtent(const KvcResultsData &data, double &min, double &max) const;
     // From `largest` points down (0: the default size) to the size at which
     // the titles fit the chart's size.
     void fitFonts(qreal largest);
@@ -157,4 +201,13 @@ private:
     qreal m_fontCap = 0.0;
     QSize m_pixels;
     QRectF m_ranges;
+    // m_ranges holds what the last flush showed (not after a new graphic).
+    bool m_rangesShown = false;
+    bool m_held = false;
+    QGraphicsSimpleTextItem *m_heldMark = nullptr;
+    // What the rule gives the y axis, for a reset.
+    bool m_ruleYKnown = false;
+    double m_ruleYMin = 0.0;
+    double m_ruleYMax = 0.0;
+    bool m_visibilityChanged = false;
 };

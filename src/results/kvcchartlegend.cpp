@@ -1,6 +1,7 @@
 #include "kvcchartlegend.h"
 
 #include <QFontMetricsF>
+#include <QGraphicsSceneMouseEvent>
 #include <QPainter>
 #include <QtCharts/QChart>
 #include <QtCharts/QLegend>
@@ -27,7 +28,7 @@ KvcChartLegend::KvcChartLegend(QChart *chart)
     , m_margins(chart->margins())
 {
     setZValue(chart->legend()->zValue());
-    setAcceptedMouseButtons(Qt::NoButton);
+    setAcceptedMouseButtons(Qt::LeftButton);
     hide();
 }
 
@@ -63,6 +64,7 @@ void KvcChartLegend::refresh()
         Entry entry;
         entry.name = abstract->name();
         entry.pen = series ? series->pen() : QPen();
+        entry.hidden = !abstract->isVisible();
         const qreal width = swatchWidth + swatchGap + metrics.horizontalAdvance(entry.name);
         if (x > left && x + width > right) {
             x = left;
@@ -95,16 +97,30 @@ QStringList KvcChartLegend::names() const
 
 QRectF KvcChartLegend::boundingRect() const { return m_bounds; }
 
+void KvcChartLegend::mousePressEvent(QGraphicsSceneMouseEvent *event)
+{
+    for (int i = 0; i < m_entries.size(); ++i) {
+        if (m_entries.at(i).rect.contains(event->pos())) {
+            emit entryClicked(i);
+            return;
+        }
+    }
+    event->ignore();
+}
+
 void KvcChartLegend::paint(QPainter *painter, const QStyleOptionGraphicsItem *, QWidget *)
 {
     painter->setFont(m_chart->legend()->font());
     painter->setRenderHint(QPainter::Antialiasing);
     for (const Entry &entry : qAsConst(m_entries)) {
         const qreal middle = entry.rect.center().y();
-        painter->setPen(entry.pen);
+        QPen pen = entry.pen;
+        if (entry.hidden)
+            pen.setColor(Qt::lightGray);
+        painter->setPen(pen);
         painter->drawLine(QPointF(entry.rect.left() + 2, middle),
             QPointF(entry.rect.left() + swatchWidth - 2, middle));
-        painter->setPen(m_chart->legend()->labelColor());
+        painter->setPen(entry.hidden ? QColor(Qt::gray) : m_chart->legend()->labelColor());
         painter->drawText(
             entry.rect.adjusted(swatchWidth + swatchGap, 0, 0, 0), Qt::AlignVCenter, entry.name);
     }

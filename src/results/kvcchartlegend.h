@@ -17,8 +17,9 @@ QT_CHARTS_END_NAMESPACE
 /// full name, in as many rows as the chart's width needs, below the plot.
 ///
 /// The legend takes the room it needs from the chart's bottom margin and
-/// gives it back when it is hidden. It reads the series' names and pens from
-/// the chart whenever refresh() is called.
+/// gives it back when it is hidden. It reads the series' names, pens and
+/// visibility from the chart whenever refresh() is called; a hidden series'
+/// entry is greyed. A click on an entry emits entryClicked().
 class KVC_TESTING_EXPORT KvcChartLegend : public QGraphicsObject
 {
     Q_OBJECT
@@ -38,11 +39,19 @@ public:
     QRectF boundingRect() const override;
     void paint(QPainter *painter, const QStyleOptionGraphicsItem *, QWidget *) override;
 
+signals:
+    /// The entry of the chart's series `series` was clicked.
+    void entryClicked(int series);
+
+protected:
+    void mousePressEvent(QGraphicsSceneMouseEvent *event) override;
+
 private:
     struct Entry {
         QString name;
         QPen pen;
         QRectF rect;
+        bool hidden = false;
     };
 
     QtCharts::QChart *m_chart;

@@ -10,6 +10,9 @@ QByteArray KvcCsvWriter::number(double value)
         return QByteArrayLiteral("nan");
     if (std::isinf(value))
         return value > 0 ? QByteArrayLiteral("inf") : QByteArrayLiteral("-inf");
+    // Qt writes a negative zero without its sign.
+    if (value == 0.0 && std::signbit(value))
+        return QByteArrayLiteral("-0");
     // QByteArray::number ignores the locale, unlike printf after setlocale().
     return QByteArray::number(value, 'g', 17);
 }

@@ -1,19 +1,30 @@
 #include "kvcresultswidget.h"
 
 #include "kvcchartdata.h"
+#include "kvcchartinteraction.h"
 #include "kvcframescheduler.h"
 #include "kvclogbuffer.h"
+#include "kvcplotlayer.h"
 
+#include <QApplication>
+#include <QBuffer>
+#include <QClipboard>
 #include <QCoreApplication>
+#include <QDir>
 #include <QDragMoveEvent>
 #include <QDropEvent>
+#include <QFileDialog>
+#include <QMenu>
 #include <QMimeData>
 #include <QPointer>
+#include <QSaveFile>
+#include <QSvgGenerator>
 #include <QTextBlock>
 #include <QTimer>
 #include <QtCharts/QChart>
 #include <QtCharts/QChartView>
 #include <QtCharts/QValueAxis>
+#include <qtmessagebox.h>
 
 #include <algorithm>
 
@@ -111,6 +122,10 @@ void KvcResultsWidget::initCharts()
         };
         connect(data->chart(), &QChart::plotAreaChanged, this, regrid);
         connect(data->xAxis(), &QValueAxis::rangeChanged, this, regrid);
+        auto *interaction = new KvcChartInteraction(view, data, m_resultData.data());
+        connect(interaction, &KvcChartInteraction::rangesChanged, this, regrid);
+        connect(interaction, &KvcChartInteraction::contextMenuRequested, this,
+            [this, i](const QPoint &at) { showChartMenu(i, at); });
     }
     scheduleFrame();
 }
@@ -382,4 +397,134 @@ void KvcResultsWidget::showRecord(const KvcRunView &view)
     for (const KvcRunLogMessage &message : view.log)
         logBuffer->append(message.level, message.text);
     scheduleFrame();
+}
+
+QImage KvcResultsWidget::chartImage(int chart)
+{
+    if (chart < 0 || chart >= ChartCount)
+        return QImage();
+    QChartView *view = views[chart];
+    // The picture of the data as it is now, not one still being painted.
+    flushFrame();
+    charts[chart]->layer()->waitForPicture();
+    const qreal ratio = view->devicePixelRatioF();
+    QImage image(view->size() * ratio, QImage::Format_ARGB32_Premultiplied);
+    image.setDevicePixelRatio(ratio);
+    image.fill(Qt::white);
+    QPainter painter(&image);
+    view->render(&painter);
+    return image;
+}
+
+bool KvcResultsWidget::saveChartImage(int chart, const QString &fileName, QString *error)
+{
+    const auto failed = [error](const QString &reason) {
+        if (error)
+            *error = reason;
+        return false;
+    };
+    if (chart < 0 || chart >= ChartCount)
+        return failed(tr("There is no chart %1.").arg(chart));
+    QSaveFile file(fileName);
+    if (!file.open(QIODevice::WriteOnly))
+        return failed(
+            tr("Cannot write %1: %2").arg(QDir::toNativeSeparators(fileName), file.errorString()));
+    bool written = false;
+    if (fileName.endsWith(QLatin1String(".svg"), Qt::CaseInsensitive)) {
+        QChartView *view = views[chart];
+        flushFrame();
+        charts[chart]->layer()->waitForPicture();
+        QSvgGenerator svg;
+        svg.setOutputDevice(&file);
+        svg.setSize(view->size());
+        svg.setViewBox(view->rect());
+        svg.setTitle(charts[chart]->chart()->title());
+        QPainter painter;
+        written = painter.begin(&svg);
+        if (written) {
+            view->render(&painter);
+            written = painter.end();
+        }
+    } else {
+        written = chartImage(chart).save(&file, "PNG");
+    }
+    if (!written || !file.commit())
+        return failed(
+            tr("Cannot write %1: %2").arg(QDir::toNativeSeparators(fileName), file.errorString()));
+    return true;
+}
+
+QByteArray KvcResultsWidget::chartData(int chart) const
+{
+    QByteArray csv;
+    if (chart < 0 || chart >= ChartCount)
+        return csv;
+    QBuffer buffer(&csv);
+    buffer.open(QIODevice::WriteOnly);
+    charts[chart]->writeCsv(*m_resultData, &buffer);
+    return csv;
+}
+
+bool KvcResultsWidget::exportChartData(int chart, const QString &fileName, QString *error)
+{
+    const auto failed = [error](const QString &reason) {
+        if (error)
+            *error = reason;
+        return false;
+    };
+    if (chart < 0 || chart >= ChartCount)
+        return failed(tr("There is no chart %1.").arg(chart));
+    QSaveFile file(fileName);
+    if (!file.open(QIODevice::WriteOnly) || !charts[chart]->writeCsv(*m_resultData, &file)
+        || !file.commit())
+        return failed(
+            tr("Cannot write %1: %2").arg(QDir::toNativeSeparators(fileName), file.errorString()));
+    return true;
+}
+
+bool KvcResultsWidget::isChartHeld(int chart) const
+{
+    return chart >= 0 && chart < ChartCount && charts[chart]->isHeld();
+}
+
+void KvcResultsWidget::resetChartRanges(int chart)
+{
+    if (chart < 0 || chart >= ChartCount)
+        return;
+    charts[chart]->resetRanges();
+    scheduleFrame();
+}
+
+void KvcResultsWidget::showChartMenu(int chart, const QPoint &globalPos)
+{
+    auto *menu = new QMenu(this);
+    menu->setAttribute(Qt::WA_DeleteOnClose);
+    menu->setObjectName(QStringLiteral("chartMenu"));
+    QAction *reset
+        = menu->addAction(tr("Reset zoom"), this, [this, chart] { resetChartRanges(chart); });
+    reset->setShortcut(Qt::Key_Home);
+    reset->setEnabled(charts[chart]->isHeld());
+    menu->addSeparator();
+    // Default names from the chart's title, in the folder last used.
+    const QString title = charts[chart]->chart()->title();
+    const QString base = title.isEmpty() ? QStringLiteral("chart") : title;
+    menu->addAction(tr("Save image…"), this, [this, chart, base] {
+        const QString fileName = QFileDialog::getSaveFileName(this, tr("Save the chart's image"),
+            base + QStringLiteral(".png"), tr("PNG images (*.png);;SVG images (*.svg)"));
+        QString error;
+        if (!fileName.isEmpty() && !saveChartImage(chart, fileName, &error))
+            QtMessageBox::critical(this, tr("Save image"), error);
+    });
+    menu->addAction(tr("Copy image"), this,
+        [this, chart] { QApplication::clipboard()->setImage(chartImage(chart)); });
+    menu->addAction(tr("Export data…"), this, [this, chart, base] {
+        const QString fileName = QFileDialog::getSaveFileName(this, tr("Export the chart's data"),
+            base + QStringLiteral(".csv"), tr("CSV files (*.csv)"));
+        QString error;
+        if (!fileName.isEmpty() && !exportChartData(chart, fileName, &error))
+            QtMessageBox::critical(this, tr("Export data"), error);
+    });
+    menu->addAction(tr("Copy data"), this,
+        [this, chart] { QApplication::clipboard()->setText(QString::fromUtf8(chartData(chart))); });
+    menu->popup(globalPos);
 }

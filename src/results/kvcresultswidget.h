@@ -36,23 +36,23 @@ class QTimer;
 ///
 /// Drawing at any history length. Samples are stored by the results data as
 /// they arrive; the view does the bookkeeping of every sample at once (which
-/// points belong to which series, the axis rule: an axis grows to 1.25 times
+/// samples belong to which series, the axis rule: an axis grows to 1.25 times
 /// a value that comes within 5 % of its end, a rule graphic's y range is its
-/// value's minimum and maximum), but what reaches Qt Charts is coalesced:
+/// value's minimum and maximum), but what reaches the charts is coalesced:
 /// - at most once per frame (at most 60 Hz, only while something changed), a
 ///   chart's axes get the ranges they would have after the same samples
-///   appended one by one, and its series their new points. A chart that is
-///   costly to draw is updated less often, so that drawing leaves most of the
-///   GUI thread to reading the stream and to the user (docs/performance.md);
-/// - a series holds every sample exactly while it has at most four times as
-///   many as its columns; beyond that it holds, per column of the visible x
-///   range, the first, minimum, maximum and last sample, so every extreme and
-///   the picture stay as with all points. A series' columns are the plot's
-///   pixel columns, wider for a chart with many series or with long strokes
-///   (a band of noise), down to 4 per series. After the x range changes (it
-///   grows geometrically rarely, or the user zooms) or the plot is resized, a
-///   chart keeps its previous picture until its columns are rebuilt from the
-///   history. Nothing stored is dropped: the results data keeps every sample;
+///   appended one by one, and its lines the new samples. A chart that is
+///   costly to update is updated less often, never less than twice a second,
+///   so that drawing leaves most of the GUI thread to reading the stream and
+///   to the user (docs/performance.md);
+/// - every chart shows, in each pixel column of its plot and for every
+///   series, the minimum and maximum of the stored samples in that column,
+///   consecutive columns joined, at any history length and zoom: while a
+///   chart holds few samples Qt Charts draws them all; beyond that the
+///   chart's long series are painted on a worker thread (KvcChartData). After
+///   the x range changes or the plot is resized, a chart shows its previous
+///   picture, placed on the new ranges, until the new one is painted. Nothing
+///   stored is dropped: the results data keeps every sample;
 /// - log messages are written once per frame, one insertion per run of
 ///   messages of the same colour (KvcLogBuffer). The log keeps the newest
 ///   50 000 lines (or 4 Mi characters); a grey line at its top says how many
@@ -93,6 +93,32 @@ public:
     /// graphics are skipped) and the log. A view built for this has no manager.
     void showRecord(const KvcRunView &view);
 
+    /// The charts, numbered 0 to 2 for the narrow ones (execution time,
+    /// iterations, iteration error at first) and 3 for the large one. Each
+    /// chart also answers the user (KvcChartInteraction): a read-out of the
+    /// nearest samples under the mouse, legend entries that hide and show
+    /// their series, wheel zoom, drag to pan, a reset (double-click, Home),
+    /// and a context menu (right button, Menu key, Shift+F10) with "Reset
+    /// zoom", "Save image…", "Copy image", "Export data…" and "Copy data".
+    /// The functions below do the same for a host without the menu; a chart
+    /// index out of range does nothing and fails.
+    static constexpr int ChartCount = 4;
+    /// The chart as shown, at its size on screen in device pixels, with the
+    /// full picture of its data.
+    QImage chartImage(int chart);
+    /// Saves chartImage() as PNG, or as SVG when `fileName` ends in ".svg"
+    /// (the axes and texts as vectors, the dense data as an image), through
+    /// QSaveFile: nothing half-written is left. False with a message in
+    /// `error` on failure.
+    bool saveChartImage(int chart, const QString &fileName, QString *error = nullptr);
+    /// The chart's graphic's whole stored history as CSV (KvcCsvWriter), and
+    /// the same written to a file through QSaveFile.
+    QByteArray chartData(int chart) const;
+    bool exportChartData(int chart, const QString &fileName, QString *error = nullptr);
+    /// Whether the user's zoom holds the chart's ranges, and the reset.
+    bool isChartHeld(int chart) const;
+    void resetChartRanges(int chart);
+
 private slots:
     void executionStatusChanged(KvcActionManager::ExecutionStatus status);
     void simInfoAvailable();
@@ -102,7 +128,6 @@ private slots:
 
 private:
     using GraphicsData = KvcResultsData::GraphicsData;
-    static constexpr int ChartCount = 4;
 
     void initCharts();
     void initLogViewer();
@@ -116,6 +141,7 @@ private:
 
     void scheduleFrame();
     void flushFrame();
+    void showChartMenu(int chart, const QPoint &globalPos);
 
     KvcActionManager *actMgr = nullptr;
     QSharedPointer<KvcResultsData> m_resultData;

@@ -1,17 +1,23 @@
 #include "kvcresultswidget.h"
 
 #include "kvcactionmanager.h"
+#include "kvcchartinteraction.h"
 #include "kvcplotlayer.h"
 #include "kvcresultsdata.h"
+#include "modalanswerer.h"
 #include "ruledatafixture.h"
 
 #include <QAction>
+#include <QFileDialog>
+#include <QGraphicsSimpleTextItem>
 #include <QLabel>
+#include <QMenu>
 #include <QMimeData>
 #include <QTextBlock>
 #include <QTextEdit>
 #include <QtCharts/QChartView>
 #include <QtCharts/QLegend>
+#include <QtCharts/QLegendMarker>
 #include <QtCharts/QLineSeries>
 #include <QtCharts/QValueAxis>
 #include <QtTest>
@@ -143,6 +149,47 @@ bool drop(QWidget *target, const QByteArray &payload, const QString &format = mi
     return enter.isAccepted() && dropEvent.isAccepted();
 }
 
+// Where value (x, y) of a chart lies in its view's viewport.
+QPoint pointOf(QChartView *view, const QPointF &value)
+{
+    QChart *chart = view->chart();
+    return view->mapFromScene(chart->mapToScene(chart->mapToPosition(value)));
+}
+
+// A shown view whose large chart shows u (three series, u[s] = (s + 1) i +
+// 0.5 at time i) from time 1 to `samples`.
+struct ShownVector : Fixture {
+    explicit ShownVector(int samples = 400)
+    {
+        view->resize(961, 746);
+        view->show();
+        ul = chartView("ulChart");
+        ok = QTest::qWaitForWindowExposed(view.data()) && drop(ul->viewport(), "7");
+        for (int i = 1; ok && i <= samples; ++i)
+            ok = feed(i, i, {KvCommClientTrackedData(U, {i + 0.5, 2 * i + 0.5, 3 * i + 0.5})});
+        QTest::qWait(50);
+    }
+    void send(QEvent::Type type, Qt::MouseButton button, const QPointF &value,
+        Qt::KeyboardModifiers modifiers = Qt::NoModifier)
+    {
+        QMouseEvent event(type, pointOf(ul, value), button,
+            type == QEvent::MouseMove ? Qt::MouseButtons(button) : Qt::MouseButtons(button),
+            modifiers);
+        QApplication::sendEvent(ul->viewport(), &event);
+    }
+    QString readOut() const { return ul->findChild<KvcChartInteraction *>()->readOut(); }
+    bool held() const
+    {
+        for (QGraphicsItem *item : ul->scene()->items())
+            if (auto *text = dynamic_cast<QGraphicsSimpleTextItem *>(item))
+                if (text->text() == QLatin1String("Zoom held"))
+                    return text->isVisible();
+        return false;
+    }
+
+    QChartView *ul = nullptr;
+    bool ok = false;
+};
 } // namespace
 
 Q_DECLARE_METATYPE(QList<double>)
@@ -169,6 +216,13 @@ private slots:
     void finishedViewShowsItsConstructionTime();
     void stopsFollowingTheManagerOneSecondAfterTheEnd();
     void nullResultDataShowsEmptySpecialCharts();
+    void readOutShowsTheNearestStoredSamples_data();
+    void readOutShowsTheNearestStoredSamples();
+    void zoomHoldsUntilReset_data();
+    void zoomHoldsUntilReset();
+    void dataExportReadsBackExactly_data();
+    void dataExportReadsBackExactly();
+    void contextMenuExportsThroughAFileDialog();
 };
 
 void TestKvcResultsWidget::formShowsTheStatusAndTheSpecialGraphics()
@@ -539,3 +593,223 @@ void TestKvcResultsWidget::nullResultDataShowsEmptySpecialCharts()
 
 QTEST_MAIN(TestKvcResultsWidget)
 #include "tst_kvcresultswidget.moc"
+
+void TestKvcResultsWidget::readOutShowsTheNearestStoredSamples_data()
+{
+    QTest::addColumn<double>("x");
+    QTest::addColumn<bool>("hideMiddle");
+    QTest::addColumn<bool>("zoom");
+    QTest::addColumn<QString>("expected");
+    QTest::newRow("nearer the sample before")
+        << 123.3 << false << false << "u [1]  123, 123.5\nu [2]  123, 246.5\nu [3]  123, 369.5";
+    QTest::newRow("nearer the sample after")
+        << 123.7 << false << false << "u [1]  124, 124.5\nu [2]  124, 248.5\nu [3]  124, 372.5";
+    QTest::newRow("a hidden series is left out")
+        << 7.2 << true << false << "u [1]  7, 7.5\nu [3]  7, 21.5";
+    QTest::newRow("zoomed in, below a pixel apart")
+        << 200.49 << false << true << "u [1]  200, 200.5\nu [2]  200, 400.5\nu [3]  200, 600.5";
+}
+
+// From the stored samples, whatever is drawn; a hidden series counts for
+// nothing, its legend entry stays.
+void TestKvcResultsWidget::readOutShowsTheNearestStoredSamples()
+{
+    QFETCH(double, x);
+    QFETCH(bool, hideMiddle);
+    QFETCH(bool, zoom);
+    QFETCH(QString, expected);
+    ShownVector f;
+    QVERIFY(f.ok);
+    QTRY_COMPARE(yRange(f.ul), QPointF(1.5, 1200.5));
+    if (hideMiddle) {
+        QLegendMarker *marker = f.ul->chart()->legend()->markers().value(1);
+        QVERIFY(marker);
+        emit marker->clicked();
+        QVERIFY(!series(f.ul, 1)->isVisible() && marker->isVisible());
+        // The y range of the series shown.
+        QTRY_COMPARE(yRange(f.ul), QPointF(1.5, 1200.5));
+        emit marker->clicked();
+        QTRY_VERIFY(series(f.ul, 1)->isVisible());
+        emit f.ul->chart()->legend()->markers().value(2)->clicked();
+        QTRY_COMPARE(yRange(f.ul), QPointF(1.5, 800.5));
+        emit f.ul->chart()->legend()->markers().value(2)->clicked();
+        emit marker->clicked();
+    }
+    if (zoom)
+        axis(f.ul, Qt::Horizontal)->setRange(200.4, 200.6);
+    f.send(QEvent::MouseMove, Qt::NoButton, QPointF(x, 100));
+    QCOMPARE(f.readOut(), expected);
+    QEvent leave(QEvent::Leave);
+    QApplication::sendEvent(f.ul->viewport(), &leave);
+    QCOMPARE(f.readOut(), QString());
+}
+
+void TestKvcResultsWidget::zoomHoldsUntilReset_data()
+{
+    QTest::addColumn<QString>("zoom");
+    QTest::addColumn<QString>("reset");
+    QTest::newRow("wheel, Home") << "wheel"
+                                 << "home";
+    QTest::newRow("rubber band, double-click") << "band"
+                                               << "double-click";
+    QTest::newRow("shift-drag, new graphic") << "pan"
+                                             << "drop";
+    QTest::newRow("ctrl-wheel, public reset") << "ctrl-wheel"
+                                              << "function";
+}
+
+// New samples do not move a zoomed chart; a reset shows what the axis rule
+// gives by then.
+void TestKvcResultsWidget::zoomHoldsUntilReset()
+{
+    QFETCH(QString, zoom);
+    QFETCH(QString, reset);
+    // The x axis rule over samples at times 1 to `last`.
+    const auto ruleMax = [](int last) {
+        double max = 0;
+        for (int i = 1; i <= last; ++i)
+            if (i >= 0.95 * max)
+                max = 1.25 * i;
+        return max;
+    };
+    ShownVector f(100);
+    QVERIFY(f.ok);
+    QTRY_COMPARE(xRange(f.ul), QPointF(0, ruleMax(100)));
+    QVERIFY(!f.held());
+    const QPointF at(50, 150);
+    if (zoom.endsWith("wheel")) {
+        QWheelEvent wheel(f.ul->viewport()->mapFrom(f.ul, pointOf(f.ul, at)), QPointF(), QPoint(),
+            QPoint(0, 120), Qt::NoButton,
+            zoom == "ctrl-wheel" ? Qt::ControlModifier : Qt::NoModifier, Qt::NoScrollPhase, false);
+        QApplication::sendEvent(f.ul->viewport(), &wheel);
+    } else if (zoom == "band") {
+        f.ul->chart()->zoomIn(QRectF(pointOf(f.ul, {20, 250}), pointOf(f.ul, {60, 50})));
+    } else {
+        f.send(QEvent::MouseButtonPress, Qt::LeftButton, at, Qt::ShiftModifier);
+        f.send(QEvent::MouseMove, Qt::LeftButton, {30, 150}, Qt::ShiftModifier);
+        f.send(QEvent::MouseButtonRelease, Qt::LeftButton, {30, 150}, Qt::ShiftModifier);
+    }
+    const QPointF x = xRange(f.ul);
+    const QPointF y = yRange(f.ul);
+    QVERIFY(x != QPointF(0, ruleMax(100)) || y != QPointF(1.5, 300.5));
+    if (zoom == "wheel") {
+        // A notch shows 80 % of the range; the value under the cursor stays.
+        QVERIFY(qFuzzyCompare(x.y() - x.x(), 0.8 * ruleMax(100)));
+        QVERIFY(qAbs((50 - x.x()) / (x.y() - x.x()) - 50 / ruleMax(100)) < 0.01);
+    }
+    for (int i = 101; i <= 200; ++i)
+        QVERIFY(f.feed(i, i, {KvCommClientTrackedData(U, {i + 0.5, 2 * i + 0.5, 3 * i + 0.5})}));
+    QTest::qWait(100);
+    QCOMPARE(xRange(f.ul), x);
+    QCOMPARE(yRange(f.ul), y);
+    QVERIFY(f.view->isChartHeld(3));
+    QTRY_VERIFY(f.held());
+
+    if (reset == "home") {
+        f.ul->setFocus();
+        QTest::keyClick(f.ul, Qt::Key_Home);
+    } else if (reset == "double-click") {
+        f.send(QEvent::MouseButtonDblClick, Qt::LeftButton, at);
+    } else if (reset == "drop") {
+        QVERIFY(drop(f.ul->viewport(), "7"));
+    } else {
+        f.view->resetChartRanges(3);
+    }
+    QTRY_COMPARE(xRange(f.ul), QPointF(0, ruleMax(200)));
+    QTRY_COMPARE(yRange(f.ul), QPointF(1.5, 600.5));
+    QTRY_VERIFY(!f.held());
+}
+
+void TestKvcResultsWidget::dataExportReadsBackExactly_data()
+{
+    QTest::addColumn<QString>("graphic");
+    QTest::addColumn<QString>("header");
+    QTest::newRow("vector") << "7"
+                            << "Time (s),u [1],u [2],u [3]";
+    QTest::newRow("indexed, names to quote") << "8"
+                                             << "Time (s),\"A, left\",\"B \"\"mid\"\"\"";
+}
+
+void TestKvcResultsWidget::dataExportReadsBackExactly()
+{
+    QFETCH(QString, graphic);
+    QFETCH(QString, header);
+    Fixture f(Fixture::IndexedValue);
+    QVERIFY(f.ruleDataOk);
+    QVERIFY(f.store->addTrackedIndexData(1,
+        KvCommClientTrackedIndexData(KvCommClientTrackedIndexData::Nodes, {"A, left", "B \"mid\""}),
+        0));
+    QChartView *ul = f.chartView("ulChart");
+    QVERIFY(drop(ul->viewport(), graphic.toLatin1()));
+    // Values whose shortest decimal forms need all 17 digits.
+    const QVector<double> values {0.1, 1.0 / 3, -2e-308, 6.02214076e23, 1e300 / 7, -0.0};
+    for (int i = 0; i < values.size(); ++i) {
+        QVERIFY(f.feed(0.7 * (i + 1), i,
+            {KvCommClientTrackedData(U, {values[i], -values[i], 1 / (values[i] + 3)}),
+                KvCommClientTrackedData(Q, {values[i] * 3, values[i] / 3})}));
+    }
+    const QByteArray csv = f.view->chartData(3);
+    const QList<QByteArray> lines = csv.split('\n');
+    QCOMPARE(lines.size(), values.size() + 2); // header, rows, the last line's end
+    QCOMPARE(QString::fromUtf8(lines.first()), header);
+    const KvcResultsData::TrackedData &h = f.data->simTrackedData(graphic == "7" ? U : Q);
+    for (int i = 0; i < values.size(); ++i) {
+        const QList<QByteArray> fields = lines.at(i + 1).split(',');
+        QCOMPARE(fields.size(), 1 + h.data.size());
+        QCOMPARE(fields.first().toDouble(), h.time.at(i));
+        for (int c = 0; c < h.data.size(); ++c) {
+            bool ok = false;
+            const double read = fields.at(c + 1).toDouble(&ok);
+            QVERIFY(ok);
+            QCOMPARE(QByteArray::number(read, 'g', 17), QByteArray::number(h.data[c][i], 'g', 17));
+            QCOMPARE(std::signbit(read), std::signbit(h.data[c][i]));
+        }
+    }
+
+    // A file that cannot be written leaves nothing behind.
+    QTemporaryDir dir;
+    const QString missing = dir.filePath("no/such/folder/u.csv");
+    QString error;
+    QVERIFY(!f.view->exportChartData(3, missing, &error));
+    QVERIFY2(error.contains("u.csv"), qPrintable(error));
+    QVERIFY(!QFileInfo::exists(missing));
+    QCOMPARE(QDir(dir.path()).entryList(QDir::AllEntries | QDir::NoDotAndDotDot).size(), 0);
+}
+
+// The right button opens the menu rather than zooming out; its export asks
+// for a file through the usual dialog, closed through the event loop.
+void TestKvcResultsWidget::contextMenuExportsThroughAFileDialog()
+{
+    ShownVector f(50);
+    QVERIFY(f.ok);
+    QTRY_COMPARE(xRange(f.ul), QPointF(0, 60));
+    f.send(QEvent::MouseButtonPress, Qt::RightButton, {30, 40});
+    f.send(QEvent::MouseButtonRelease, Qt::RightButton, {30, 40});
+    QTest::qWait(50);
+    QCOMPARE(xRange(f.ul), QPointF(0, 60));
+    QContextMenuEvent keyboard(QContextMenuEvent::Keyboard, QPoint());
+    QApplication::sendEvent(f.ul, &keyboard);
+    QMenu *menu = nullptr;
+    QTRY_VERIFY((menu = f.view->findChild<QMenu *>("chartMenu")) && menu->isVisible());
+    QAction *exportData = nullptr;
+    for (QAction *action : menu->actions())
+        if (action->text() == QStringLiteral("Export data…"))
+            exportData = action;
+    QVERIFY(exportData);
+
+    QTemporaryDir dir;
+    const QString file = dir.filePath("rule.csv");
+    handleNextModal(
+        [&file](QWidget *dialog) {
+            auto *files = qobject_cast<QFileDialog *>(dialog);
+            files->selectFile(file);
+            static_cast<QDialog *>(files)->accept();
+        },
+        "QFileDialog");
+    menu->close();
+    exportData->trigger();
+    QFile written(file);
+    QVERIFY(written.open(QIODevice::ReadOnly));
+    QCOMPARE(written.readAll(), f.view->chartData(3));
+    QCOMPARE(f.view->chartImage(3).size(), f.ul->size() * f.ul->devicePixelRatioF());
+}
