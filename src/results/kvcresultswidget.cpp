@@ -3,6 +3,7 @@
 #include "kvcchartdata.h"
 #include "kvcframescheduler.h"
 #include "kvclogbuffer.h"
+#include "kvcrunprogress.h"
 
 #include <QCoreApplication>
 #include <QDragMoveEvent>
@@ -49,6 +50,8 @@ KvcResultsWidget::KvcResultsWidget(KvcActionManager *actMgr,
 {
     setupUi(this);
     setAcceptDrops(true);
+    progress = new KvcRunProgress(frame);
+    formLayout_2->addRow(progress->caption(), progress);
     logBuffer = std::make_unique<KvcLogBuffer>(logTed);
     frameTimer->setSingleShot(true);
     frameTimer->setInterval(KvcFrameScheduler::FrameIntervalMs);
@@ -57,6 +60,7 @@ KvcResultsWidget::KvcResultsWidget(KvcActionManager *actMgr,
     updateHeaderStatus();
     initLogViewer();
     initCharts();
+    updatePlannedEnd();
 
     if (actMgr) {
         connect(actMgr,
@@ -221,7 +225,17 @@ void KvcResultsWidget::ruleInfoAvailable()
     scheduleFrame();
 }
 
-void KvcResultsWidget::simInfoAvailable() { updateHeaderStatus(); }
+void KvcResultsWidget::simInfoAvailable()
+{
+    updateHeaderStatus();
+    updatePlannedEnd();
+}
+
+void KvcResultsWidget::updatePlannedEnd()
+{
+    const QSharedPointer<KvCommClientData> store = m_resultData->simulationData();
+    progress->setPlannedEnd(store ? store->simPlannedEndTime() : qQNaN());
+}
 
 void KvcResultsWidget::updateHeaderStatus()
 {
@@ -260,6 +274,9 @@ void KvcResultsWidget::executionStatusChanged(KvcActionManager::ExecutionStatus 
     statusTime = QDateTime::currentDateTime();
     if (isLive(oldStatus))
         updateHeaderStatus();
+    if (!isLive(newStatus))
+        progress->finish(newStatus == KvcActionManager::Finished
+            || newStatus == KvcActionManager::Canceled || newStatus == KvcActionManager::Aborted);
     if (!isLive(newStatus) && actMgr) {
         // Messages of the last second still arrive; then the view is a record.
         QPointer<KvcActionManager> manager = actMgr;
@@ -280,8 +297,10 @@ void KvcResultsWidget::addTrackData(int trackId)
 {
     // Special graphic 0 draws the time track.
     const bool time = trackId == m_resultData->timeTrackId();
-    if (time)
+    if (time) {
         updateHeaderData();
+        progress->addSample(m_resultData->currentExecutionTime(), m_resultData->currentTime());
+    }
     const int shown = time ? -1 : trackId;
     for (const auto &chart : charts) {
         if (chart->graphic() && chart->graphic()->trackId == shown)
