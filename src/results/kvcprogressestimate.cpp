@@ -30,6 +30,13 @@ void KvcProgressEstimate::addSample(double wall, double simTime)
 {
     if (!qIsFinite(wall) || !qIsFinite(simTime) || (!m_points.empty() && wall < lastWall()))
         return;
+    // After a standstill longer than the window the rate before it says
+    // nothing about the rate after it: start afresh.
+    if (!m_points.empty() && wall - lastWall() > windowAt(lastWall())) {
+        m_points.clear();
+        m_count = 0;
+        m_smoothedEnd = qQNaN();
+    }
     if (m_points.empty()) {
         m_firstWall = wall;
         m_firstSim = simTime;
@@ -43,6 +50,11 @@ void KvcProgressEstimate::addSample(double wall, double simTime)
     // The oldest point still needed starts the longest window.
     while (m_points.size() > 2 && m_points[1].wall <= wall - MaxWindowSeconds)
         m_points.pop_front();
+}
+
+double KvcProgressEstimate::windowAt(double wall) const
+{
+    return qBound(MinWindowSeconds, 0.2 * (wall - m_firstWall), MaxWindowSeconds);
 }
 
 double KvcProgressEstimate::lastWall() const
@@ -64,13 +76,14 @@ double KvcProgressEstimate::fraction() const
 
 double KvcProgressEstimate::secondsLeft(double now)
 {
-    if (!endKnown() || m_count < MinSamples)
+    if (!endKnown() || m_points.empty())
         return qQNaN();
     const Point last = m_points.back();
-    if (last.wall - m_firstWall < MinSpanSeconds || !(last.sim > m_firstSim))
-        return qQNaN();
     if (last.sim >= m_end)
         return 0.0;
+    if (m_count < MinSamples || last.wall - m_firstWall < MinSpanSeconds
+        || !(last.sim > m_firstSim))
+        return qQNaN();
     now = std::max(now, last.wall);
 
     // Measured up to the latest sample while samples come as usual; up to now
@@ -78,7 +91,7 @@ double KvcProgressEstimate::secondsLeft(double now)
     const double meanGap = (last.wall - m_firstWall) / (m_count - 1);
     const bool stalled = now - last.wall > std::max(gapFloor, gapFactor * meanGap);
     const double until = stalled ? now : last.wall;
-    const double window = qBound(MinWindowSeconds, 0.2 * (until - m_firstWall), MaxWindowSeconds);
+    const double window = windowAt(until);
     auto start = std::upper_bound(m_points.cbegin(), m_points.cend(), until - window,
         [](double t, const Point &p) { return t < p.wall; });
     if (start != m_points.cbegin())

@@ -27,7 +27,9 @@
 ///   wall-clock time and some simulated progress;
 /// - a run whose simulated time did not advance over the whole window has no
 ///   estimate (infinite time left); between samples the estimate grows as the
-///   wall clock goes on without progress;
+///   wall clock goes on without progress; after a gap between samples longer
+///   than the window the estimate starts afresh ("estimating" again), as the
+///   rate before a standstill says little about the rate after it;
 /// - at most about ten samples per second of wall-clock time and only those
 ///   of the longest window are kept: memory stays bounded on any run.
 class KVC_EXPORT KvcProgressEstimate
@@ -74,6 +76,8 @@ private:
         double wall;
         double sim;
     };
+
+    double windowAt(double wall) const;
 
     double m_end = qQNaN();
     std::deque<Point> m_points;

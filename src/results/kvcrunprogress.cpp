@@ -66,6 +66,8 @@ void KvcRunProgress::addSample(double executionSeconds, double simTime)
     m_sinceSample.start();
     if (first)
         refresh();
+    else
+        refreshBar();
 }
 
 void KvcRunProgress::finish(bool showDuration)
@@ -83,6 +85,17 @@ void KvcRunProgress::finish(bool showDuration)
             : QString());
 }
 
+void KvcRunProgress::refreshBar()
+{
+    const double fraction = m_estimate.fraction();
+    const int value = qIsNaN(fraction) ? 0 : int(fraction * barSteps);
+    // Samples come by the thousand: the text is made only when it changes.
+    if (value == m_bar->value())
+        return;
+    m_bar->setValue(value);
+    m_bar->setFormat(tr("%1 %").arg(QLocale().toString(value * 100.0 / barSteps, 'f', 1)));
+}
+
 double KvcRunProgress::now() const
 {
     const double last = m_estimate.lastWall();
@@ -93,10 +106,7 @@ void KvcRunProgress::refresh()
 {
     if (!m_estimate.endKnown())
         return;
-    const double fraction = m_estimate.fraction();
-    const double shown = qIsNaN(fraction) ? 0.0 : fraction;
-    m_bar->setValue(int(shown * barSteps));
-    m_bar->setFormat(tr("%1 %").arg(QLocale().toString(shown * 100.0, 'f', 1)));
+    refreshBar();
     if (m_finished)
         return;
     const double left = m_estimate.secondsLeft(now());

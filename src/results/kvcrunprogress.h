@@ -48,6 +48,7 @@ public:
 
 private:
     void refresh();
+    void refreshBar();
     double now() const;
 
     KvcProgressEstimate m_estimate;
