@@ -474,6 +474,21 @@ Simulation beenden und schließen?</translation>
     </message>
 </context>
 <context>
+    <name>KvcProgressEstimate</name>
+    <message>
+        <source>%1 h %2 min</source>
+        <translation>%1 h %2 min</translation>
+    </message>
+    <message>
+        <source>%1 min %2 s</source>
+        <translation>%1 min %2 s</translation>
+    </message>
+    <message>
+        <source>%1 s</source>
+        <translation>%1 s</translation>
+    </message>
+</context>
+<context>
     <name>KvcResultsData</name>
     <message>
         <source>Execution x Simulation time</source>
@@ -552,6 +567,33 @@ Simulation beenden und schließen?</translation>
             <numerusform>[%n frühere Zeile des Protokolls wurde verworfen]</numerusform>
             <numerusform>[%n frühere Zeilen des Protokolls wurden verworfen]</numerusform>
         </translation>
+    </message>
+</context>
+<context>
+    <name>KvcRunProgress</name>
+    <message>
+        <source>Progress: </source>
+        <translation>Fortschritt: </translation>
+    </message>
+    <message>
+        <source>ran for %1</source>
+        <translation>lief %1</translation>
+    </message>
+    <message>
+        <source>%1 %</source>
+        <translation>%1 %</translation>
+    </message>
+    <message>
+        <source>estimating…</source>
+        <translation>wird geschätzt…</translation>
+    </message>
+    <message>
+        <source>no progress</source>
+        <translation>kein Fortschritt</translation>
+    </message>
+    <message>
+        <source>about %1 left</source>
+        <translation>noch etwa %1</translation>
     </message>
 </context>
 <context>
