@@ -182,12 +182,18 @@ void StudioWindow::statusChanged(
         });
         graphicsLst->showGraphics(shown);
     }
-    if (executionOpen || !ongoing)
+    // A canceled run's process still ends as finished afterwards: the first
+    // of Finished, Canceled and Aborted is how the run ended.
+    const bool decided = runStatus == KvcActionManager::Finished
+        || runStatus == KvcActionManager::Canceled || runStatus == KvcActionManager::Aborted;
+    if ((executionOpen && ongoing) || (!ongoing && !decided)) {
+        runStatus = status;
         showRunStatus(status);
+    }
     if (!ongoing && executionOpen && !actMgr->active()) {
         executionOpen = false;
         if (!isActiveWindow())
-            notifyRunEnded(status);
+            notifyRunEnded(runStatus);
         emit executionEnded(status);
     }
 }

@@ -79,5 +79,6 @@ private:
     QString runModel;
     QString runStarted;
     QElapsedTimer runClock;
+    KvcActionManager::ExecutionStatus runStatus = KvcActionManager::Unknown;
     QSystemTrayIcon *tray = nullptr;
 };

@@ -56,6 +56,8 @@ public:
     /// Samples that are not finite or go back in wall-clock time are ignored.
     void addSample(double wall, double simTime);
     int sampleCount() const { return m_count; }
+    /// Points kept for the rate (what the estimate's memory grows with).
+    int keptPoints() const { return int(m_points.size()); }
     /// Wall-clock time of the latest sample; NaN before the first.
     double lastWall() const;
     double lastSimTime() const;

@@ -289,6 +289,33 @@ private slots:
         QCOMPARE(ended.at(0).at(0).value<Status>(), KvcActionManager::Aborted);
     }
 
+    // Its process still exits as finished afterwards; the run was canceled.
+    void canceledRunIsShownAndToldAsCanceled()
+    {
+        ModalAnswerer boxes;
+        const std::unique_ptr<StudioWindow> studio = readyStudio();
+        QVERIFY(studio);
+        QSignalSpy ended(studio.get(), &StudioWindow::executionEnded);
+        QSignalSpy notices(studio.get(), &StudioWindow::runEndNotified);
+        studio->openModel(longModel);
+        monitorOnAFreePort(*studio);
+        QWidget elsewhere;
+        elsewhere.show();
+        QApplication::setActiveWindow(&elsewhere);
+        studio->runAction()->trigger();
+        QTRY_VERIFY_WITH_TIMEOUT(studio->latestResults()->currentTime() > 0
+                && action(*studio, "actionCancel")->isEnabled(),
+            15000);
+        action(*studio, "actionCancel")->trigger();
+        QTRY_COMPARE_WITH_TIMEOUT(ended.count(), 1, 20000);
+        auto *tabs = studio->findChild<QTabWidget *>("tabs");
+        QCOMPARE(tabs->tabToolTip(1), QString("Canceled"));
+        QCOMPARE(notices.count(), 1);
+        QVERIFY2(notices.at(0).at(1).toString().startsWith("heat1d-long.lua: Canceled after "),
+            qPrintable(notices.at(0).at(1).toString()));
+        QCOMPARE(boxes.count(), 0);
+    }
+
     void aboutBoxShowsTheVersionRecords()
     {
         ModalAnswerer boxes;
