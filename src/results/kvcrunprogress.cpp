@@ -14,7 +14,8 @@ constexpr int barSteps = 1000;
 
 KvcRunProgress::KvcRunProgress(QWidget *parent)
     : QWidget(parent)
-    , m_caption(new QLabel(tr("Progress: ")))
+    // Its own until a layout beside it takes it: never a window of its own.
+    , m_caption(new QLabel(tr("Progress: "), this))
     , m_bar(new QProgressBar(this))
     , m_timeLeft(new QLabel(this))
     , m_ticker(new QTimer(this))
@@ -39,12 +40,7 @@ KvcRunProgress::KvcRunProgress(QWidget *parent)
     setPlannedEnd(qQNaN());
 }
 
-// The caption lives in the same layout; it follows the row until then.
-KvcRunProgress::~KvcRunProgress()
-{
-    if (!m_caption->parent())
-        delete m_caption;
-}
+KvcRunProgress::~KvcRunProgress() = default;
 
 void KvcRunProgress::setPlannedEnd(double plannedEnd)
 {

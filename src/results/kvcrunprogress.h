@@ -31,7 +31,7 @@ public:
     explicit KvcRunProgress(QWidget *parent = nullptr);
     ~KvcRunProgress() override;
 
-    /// Owned by the row's parent once both are in a layout.
+    /// Put into the layout that holds the row (which then owns it).
     QLabel *caption() const { return m_caption; }
 
     /// Shows the row when `plannedEnd` is a positive simulated time, hides it
