@@ -63,6 +63,17 @@ Simulation beenden und schließen?</translation>
     </message>
 </context>
 <context>
+    <name>KvcChartData</name>
+    <message>
+        <source>Zoom held</source>
+        <translation>Zoom gehalten</translation>
+    </message>
+    <message>
+        <source>New samples do not move this chart&apos;s ranges. Double-click it, press Home or choose Reset zoom to follow them again.</source>
+        <translation>Neue Messwerte verschieben die Bereiche dieses Diagramms nicht. Doppelklicken Sie darauf, drücken Sie Pos1 oder wählen Sie Zoom zurücksetzen, um ihnen wieder zu folgen.</translation>
+    </message>
+</context>
+<context>
     <name>KvcExecuter</name>
     <message>
         <source>The Kivo executable [%1] failed to start: %2</source>
@@ -474,6 +485,21 @@ Simulation beenden und schließen?</translation>
     </message>
 </context>
 <context>
+    <name>KvcProgressEstimate</name>
+    <message>
+        <source>%1 h %2 min</source>
+        <translation>%1 h %2 min</translation>
+    </message>
+    <message>
+        <source>%1 min %2 s</source>
+        <translation>%1 min %2 s</translation>
+    </message>
+    <message>
+        <source>%1 s</source>
+        <translation>%1 s</translation>
+    </message>
+</context>
+<context>
     <name>KvcResultsData</name>
     <message>
         <source>Execution x Simulation time</source>
@@ -553,6 +579,58 @@ Simulation beenden und schließen?</translation>
             <numerusform>[%n frühere Zeilen des Protokolls wurden verworfen]</numerusform>
         </translation>
     </message>
+    <message>
+        <source>There is no chart %1.</source>
+        <translation>Es gibt kein Diagramm %1.</translation>
+    </message>
+    <message>
+        <source>Cannot write %1: %2</source>
+        <translation>%1 kann nicht geschrieben werden: %2</translation>
+    </message>
+    <message>
+        <source>Reset zoom</source>
+        <translation>Zoom zurücksetzen</translation>
+    </message>
+    <message>
+        <source>Save image…</source>
+        <translation>Bild speichern…</translation>
+    </message>
+    <message>
+        <source>Save the chart&apos;s image</source>
+        <translation>Bild des Diagramms speichern</translation>
+    </message>
+    <message>
+        <source>PNG images (*.png);;SVG images (*.svg)</source>
+        <translation>PNG-Bilder (*.png);;SVG-Bilder (*.svg)</translation>
+    </message>
+    <message>
+        <source>Save image</source>
+        <translation>Bild speichern</translation>
+    </message>
+    <message>
+        <source>Copy image</source>
+        <translation>Bild kopieren</translation>
+    </message>
+    <message>
+        <source>Export data…</source>
+        <translation>Daten exportieren…</translation>
+    </message>
+    <message>
+        <source>Export the chart&apos;s data</source>
+        <translation>Daten des Diagramms exportieren</translation>
+    </message>
+    <message>
+        <source>CSV files (*.csv)</source>
+        <translation>CSV-Dateien (*.csv)</translation>
+    </message>
+    <message>
+        <source>Export data</source>
+        <translation>Daten exportieren</translation>
+    </message>
+    <message>
+        <source>Copy data</source>
+        <translation>Daten kopieren</translation>
+    </message>
 </context>
 <context>
     <name>KvcRunFile</name>
@@ -599,6 +677,33 @@ Simulation beenden und schließen?</translation>
     <message>
         <source>Cannot write %1: %2</source>
         <translation>%1 kann nicht geschrieben werden: %2</translation>
+    </message>
+</context>
+<context>
+    <name>KvcRunProgress</name>
+    <message>
+        <source>Progress: </source>
+        <translation>Fortschritt: </translation>
+    </message>
+    <message>
+        <source>ran for %1</source>
+        <translation>lief %1</translation>
+    </message>
+    <message>
+        <source>%1 %</source>
+        <translation>%1 %</translation>
+    </message>
+    <message>
+        <source>estimating…</source>
+        <translation>wird geschätzt…</translation>
+    </message>
+    <message>
+        <source>no progress</source>
+        <translation>kein Fortschritt</translation>
+    </message>
+    <message>
+        <source>about %1 left</source>
+        <translation>noch etwa %1</translation>
     </message>
 </context>
 <context>

@@ -245,10 +245,6 @@
         <translation>Kivo-Modelle (*.lua);;Alle Dateien (*)</translation>
     </message>
     <message>
-        <source>Run %1 (%2)</source>
-        <translation>Lauf %1 (%2)</translation>
-    </message>
-    <message>
         <source>&lt;h3&gt;Kivo Studio&lt;/h3&gt;&lt;p&gt;A host of %1 %2 (%3), revision %4, built %5.&lt;/p&gt;</source>
         <translation>&lt;h3&gt;Kivo Studio&lt;/h3&gt;&lt;p&gt;Eine Anwendung für %1 %2 (%3), Revision %4, erstellt am %5.&lt;/p&gt;</translation>
     </message>
@@ -267,6 +263,18 @@
     <message>
         <source>Stopping the simulation; the window closes once it has ended...</source>
         <translation>Die Simulation wird beendet; das Fenster schließt sich, sobald sie beendet ist...</translation>
+    </message>
+    <message>
+        <source>Remote run</source>
+        <translation>Entfernte Ausführung</translation>
+    </message>
+    <message>
+        <source>Kivo Studio: a run has ended</source>
+        <translation>Kivo Studio: eine Ausführung ist beendet</translation>
+    </message>
+    <message>
+        <source>%1: %2 after %3</source>
+        <translation>%1: %2 nach %3</translation>
     </message>
 </context>
 </TS>

@@ -136,6 +136,13 @@ void KivoMonitor::onConnected()
             line(QStringLiteral("  file: %1").arg(file));
         line(QStringLiteral("  loading since: %1, running since: %2")
                  .arg(timeText(data->simLoadingTime()), timeText(data->simRunningTime())));
+        m_progress.setPlannedEnd(data->simPlannedEndTime());
+        if (m_progress.endKnown() || data->simPlannedSteps() > 0)
+            line(QStringLiteral("  planned end: %1, planned steps: %2")
+                     .arg(m_progress.endKnown() ? QString::number(m_progress.plannedEnd(), 'g', 6)
+                                                : QStringLiteral("-"))
+                     .arg(data->simPlannedSteps() > 0 ? QString::number(data->simPlannedSteps())
+                                                      : QStringLiteral("-")));
     });
     connect(data, &KvCommClientData::simulationRuleDataAvailable, this, &KivoMonitor::onRuleData);
     connect(data, &KvCommClientData::simulationTrackedDataInfoUpdated, this, [this, data](int id) {
@@ -173,6 +180,12 @@ void KivoMonitor::onRuleData()
     for (int i = 0; i < data->simNumTrackedData(); ++i)
         values.append(data->simTrackedDataInfo(i));
     record(KvCommFrameWriter::ruleData(rules, values));
+    // The time track, as the results model picks it.
+    for (int id = 0; id < data->simNumTrackedData() && m_timeId < 0; ++id) {
+        const KvCommClientTrackedRuleDataInfo &info = data->simTrackedDataInfo(id);
+        if (info.name == QLatin1String("time") && info.indexedBy == 0)
+            m_timeId = id;
+    }
     int id = 0;
     for (int r = 0; r < data->simNumRules(); ++r) {
         const KvCommClientTrackedRuleInfo &rule = data->simRuleInfo(r);
@@ -202,6 +215,12 @@ void KivoMonitor::onSamples(const QList<KvCommClientTrackedData> &data, qint64 e
     if (m_record.isOpen() && !data.isEmpty())
         record(KvCommFrameWriter::samples(data, elapsed, qMax<qint64>(0, data.first().sequence)),
             false);
+    for (const KvCommClientTrackedData &s : data) {
+        if (s.id == m_timeId && s.values.size() == 1) {
+            m_progress.addSample(elapsed / 1000.0, s.values.at(0));
+            m_sinceSample.start();
+        }
+    }
     if (!m_printSamples) {
         m_samplesInSecond += data.size();
         for (const KvCommClientTrackedData &s : data)
@@ -227,14 +246,39 @@ void KivoMonitor::onSamples(const QList<KvCommClientTrackedData> &data, qint64 e
 
 void KivoMonitor::printRate()
 {
-    if (m_samplesInSecond == 0)
+    // A run that stands still sends nothing: its progress line says so.
+    const QString progress = progressText();
+    if (m_samplesInSecond == 0 && progress.isEmpty())
         return;
-    line(QStringLiteral("%1 samples/s, %2 values/s (total %3 samples)")
+    line(QStringLiteral("%1 samples/s, %2 values/s (total %3 samples)%4")
              .arg(m_samplesInSecond)
              .arg(m_valuesInSecond)
-             .arg(m_client->clientData()->samplesReceived()));
+             .arg(m_client->clientData()->samplesReceived())
+             .arg(progress));
     m_samplesInSecond = 0;
     m_valuesInSecond = 0;
+}
+
+QString KivoMonitor::progressText()
+{
+    const double fraction = m_progress.fraction();
+    if (qIsNaN(fraction))
+        return QString();
+    // Between samples the server's clock is taken to run on with ours.
+    const double left
+        = m_progress.secondsLeft(m_progress.lastWall() + m_sinceSample.elapsed() / 1000.0);
+    QString estimate;
+    if (qIsNaN(left))
+        estimate = QStringLiteral("estimating...");
+    else if (qIsInf(left))
+        estimate = QStringLiteral("no progress");
+    else
+        estimate = QStringLiteral("about %1 left").arg(KvcProgressEstimate::durationText(left));
+    return QStringLiteral("; progress %1 % (t = %2 of %3), %4")
+        .arg(fraction * 100.0, 0, 'f', 1)
+        .arg(m_progress.lastSimTime(), 0, 'g', 6)
+        .arg(m_progress.plannedEnd(), 0, 'g', 6)
+        .arg(estimate);
 }
 
 void KivoMonitor::onError(const QString &msg)
@@ -255,10 +299,15 @@ void KivoMonitor::onDisconnected()
         m_record.close();
     }
     const QSharedPointer<KvCommClientData> data = m_client->clientData();
-    line(QStringLiteral("Disconnected: %1 samples received, %2 missed; last status %3")
+    line(QStringLiteral("Disconnected: %1 samples received, %2 missed; last status %3%4")
              .arg(data->samplesReceived())
              .arg(data->samplesMissed())
-             .arg(statusName(m_client->simulationStatus())));
+             .arg(statusName(m_client->simulationStatus()))
+             .arg(qIsNaN(m_progress.fraction())
+                     ? QString()
+                     : QStringLiteral("; reached %1 % of the planned end after %2")
+                           .arg(m_progress.fraction() * 100.0, 0, 'f', 1)
+                           .arg(KvcProgressEstimate::durationText(m_progress.lastWall()))));
     if (m_failed)
         emit finished(3);
     else

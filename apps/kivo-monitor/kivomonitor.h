@@ -1,14 +1,18 @@
 #pragma once
 
 #include "kvcommclient.h"
+#include "kvcprogressestimate.h"
 
+#include <QElapsedTimer>
 #include <QFile>
 #include <QObject>
 #include <QTextStream>
 #include <QTimer>
 
 /// The kivo-monitor tool: follows one simulation through a KvCommClient and
-/// prints what it reports as text. Finishes with exitCode() through the
+/// prints what it reports as text. When the server announces the run's
+/// planned end, the status line printed every second carries the progress and
+/// the estimated time left, as the results view shows them. Finishes with exitCode() through the
 /// finished() signal.
 class KivoMonitor : public QObject
 {
@@ -39,6 +43,7 @@ private:
     void onRuleData();
     void onSamples(const QList<KvCommClientTrackedData> &data, qint64 elapsed);
     void printRate();
+    QString progressText();
     void line(const QString &text);
     void record(const QByteArray &frame, bool flush = true);
 
@@ -52,4 +57,7 @@ private:
     qint64 m_samplesInSecond = 0;
     qint64 m_valuesInSecond = 0;
     QFile m_record;
+    int m_timeId = -1;
+    KvcProgressEstimate m_progress;
+    QElapsedTimer m_sinceSample; // since the latest time sample arrived
 };

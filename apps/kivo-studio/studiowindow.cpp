@@ -1,18 +1,46 @@
 #include "studiowindow.h"
 
 #include "kvcluafilewidget.h"
+#include "kvcommclientdata.h"
+#include "kvcprogressestimate.h"
 #include "kvcresultsdata.h"
 #include "kvcresultswidget.h"
 #include "kvcversion.h"
 #include "qtmessagebox.h"
 
+#include <QApplication>
 #include <QCloseEvent>
 #include <QDir>
 #include <QFileDialog>
 #include <QFileInfo>
 #include <QLabel>
 #include <QStyle>
+#include <QSystemTrayIcon>
 #include <QTime>
+
+namespace {
+
+QStyle::StandardPixmap statusIcon(KvcActionManager::ExecutionStatus status)
+{
+    switch (status) {
+    case KvcActionManager::Loading:
+        return QStyle::SP_BrowserReload;
+    case KvcActionManager::Running:
+        return QStyle::SP_MediaPlay;
+    case KvcActionManager::Finished:
+        return QStyle::SP_DialogApplyButton;
+    case KvcActionManager::Canceled:
+        return QStyle::SP_MediaStop;
+    case KvcActionManager::Aborted:
+        return QStyle::SP_MessageBoxCritical;
+    case KvcActionManager::Disconnected:
+        return QStyle::SP_MessageBoxWarning;
+    default:
+        return QStyle::SP_MessageBoxQuestion;
+    }
+}
+
+} // namespace
 
 StudioWindow::StudioWindow(QWidget *parent)
     : QMainWindow(parent)
@@ -64,6 +92,13 @@ void StudioWindow::closeEvent(QCloseEvent *event)
     if (actMgr->isStoppingForClose())
         statusBar()->showMessage(
             tr("Stopping the simulation; the window closes once it has ended..."));
+}
+
+void StudioWindow::changeEvent(QEvent *event)
+{
+    QMainWindow::changeEvent(event);
+    if (event->type() == QEvent::ActivationChange && isActiveWindow() && tray)
+        tray->hide();
 }
 
 void StudioWindow::setUpActions()
@@ -131,22 +166,76 @@ void StudioWindow::statusChanged(
         latestData = data ? data : QSharedPointer<KvcResultsData>(new KvcResultsData);
         latestResultsView = new KvcResultsWidget(actMgr, status, latestData, tabs);
         ++executions;
-        const int index = tabs->addTab(latestResultsView,
-            tr("Run %1 (%2)")
-                .arg(executions)
-                .arg(QTime::currentTime().toString(QStringLiteral("hh:mm:ss"))));
-        tabs->setCurrentIndex(index);
+        runClock.start();
+        runStarted = QTime::currentTime().toString(QStringLiteral("hh:mm:ss"));
+        // Before its client connects, a local run is the model opened here.
+        runModel = actMgr->isRemote() ? tr("Remote run") : QFileInfo(modelFile).fileName();
+        tabs->setCurrentIndex(tabs->addTab(latestResultsView, QString()));
+        nameRunTab();
         KvcResultsData *shown = latestData.data();
+        connect(shown, &KvcResultsData::simulationInfoAvailable, this, [this, shown] {
+            if (latestData.data() == shown)
+                nameRunTab();
+        });
         connect(shown, &KvcResultsData::simulationRuleDataAvailable, this, [this, shown] {
             if (latestData.data() == shown)
                 graphicsLst->showGraphics(shown);
         });
         graphicsLst->showGraphics(shown);
     }
+    // A canceled run's process still ends as finished afterwards: the first
+    // of Finished, Canceled and Aborted is how the run ended.
+    const bool decided = runStatus == KvcActionManager::Finished
+        || runStatus == KvcActionManager::Canceled || runStatus == KvcActionManager::Aborted;
+    if ((executionOpen && ongoing) || (!ongoing && !decided)) {
+        runStatus = status;
+        showRunStatus(status);
+    }
     if (!ongoing && executionOpen && !actMgr->active()) {
         executionOpen = false;
+        if (!isActiveWindow())
+            notifyRunEnded(runStatus);
         emit executionEnded(status);
     }
+}
+
+void StudioWindow::nameRunTab()
+{
+    const QSharedPointer<KvCommClientData> store
+        = latestData ? latestData->simulationData() : nullptr;
+    if (store && !store->simFiles().isEmpty())
+        runModel = QFileInfo(store->simFiles().constFirst()).fileName();
+    else if (store && !store->simName().isEmpty())
+        runModel = store->simName();
+    const int index = tabs->indexOf(latestResultsView);
+    if (index >= 0)
+        tabs->setTabText(index, QStringLiteral("%1 — %2").arg(runModel, runStarted));
+}
+
+void StudioWindow::showRunStatus(KvcActionManager::ExecutionStatus status)
+{
+    const int index = tabs->indexOf(latestResultsView);
+    if (index < 0)
+        return;
+    tabs->setTabIcon(index, style()->standardIcon(statusIcon(status)));
+    tabs->setTabToolTip(index, KvcActionManager::execStatusStr(status));
+}
+
+void StudioWindow::notifyRunEnded(KvcActionManager::ExecutionStatus status)
+{
+    const QString title = tr("Kivo Studio: a run has ended");
+    const QString text = tr("%1: %2 after %3")
+                             .arg(runModel, KvcActionManager::execStatusStr(status),
+                                 KvcProgressEstimate::durationText(runClock.elapsed() / 1000.0));
+    QApplication::alert(this);
+    if (QSystemTrayIcon::isSystemTrayAvailable() && QSystemTrayIcon::supportsMessages()) {
+        if (!tray)
+            tray = new QSystemTrayIcon(style()->standardIcon(QStyle::SP_ComputerIcon), this);
+        tray->setToolTip(title);
+        tray->show();
+        tray->showMessage(title, text, QSystemTrayIcon::Information, 10000);
+    }
+    emit runEndNotified(title, text);
 }
 
 void StudioWindow::showAbout()

@@ -12,9 +12,20 @@
 #include <QPointer>
 #include <QSharedPointer>
 
+class QSystemTrayIcon;
+
 // The demo host: one action manager driven by the window's seven actions,
 // the model in a viewer tab, a results tab per execution (kept as a record
 // when the execution ends) and a dock of the current execution's graphics.
+//
+// A results tab is named after its model and the time it started
+// ("heat1d.lua — 14:02:11"): the local model's file name until the server
+// names the model's file (a remote run shows "Remote run" until then); its
+// icon and tooltip give the execution's status. When an execution ends while
+// the window is not the active one, the window asks for attention
+// (QApplication::alert) and, where the platform has a system tray, a desktop
+// notice names the model, the final status and the run's duration; the
+// tray icon goes once the window is active again.
 class StudioWindow
     : public QMainWindow
     , private Ui::StudioWindow
@@ -38,11 +49,15 @@ public:
 signals:
     /// An execution has ended and the manager is idle again.
     void executionEnded(KvcActionManager::ExecutionStatus status);
+    /// The user was told that an execution ended (the window was not active):
+    /// the notice's title and text, also where no tray shows them.
+    void runEndNotified(const QString &title, const QString &text);
 
 protected:
     /// Asks before a running simulation is stopped; the window then closes
     /// once the simulator has ended.
     void closeEvent(QCloseEvent *event) override;
+    void changeEvent(QEvent *event) override;
 
 private:
     void setUpActions();
@@ -51,6 +66,9 @@ private:
     void simulatorReady();
     void chooseModel();
     void showAbout();
+    void nameRunTab();
+    void showRunStatus(KvcActionManager::ExecutionStatus status);
+    void notifyRunEnded(KvcActionManager::ExecutionStatus status);
 
     KvcActionManager *actMgr = nullptr;
     QPointer<KvcLuaFileWidget> modelView;
@@ -60,4 +78,10 @@ private:
     QString modelFile;
     int executions = 0;
     bool executionOpen = false;
+    // The current execution: its model's name, start and clock.
+    QString runModel;
+    QString runStarted;
+    QElapsedTimer runClock;
+    KvcActionManager::ExecutionStatus runStatus = KvcActionManager::Unknown;
+    QSystemTrayIcon *tray = nullptr;
 };

@@ -26,6 +26,8 @@ public:
         QStringList files;
         QDateTime loadingTime;
         QDateTime runningTime;
+        double plannedEndTime = 0; // simulated time; 0: not known
+        int plannedSteps = 0; // 0: not known
     };
 
     struct RuleInfo {

@@ -81,8 +81,9 @@ void ServerMonitorSink::statusChanged(Status status, const QDateTime &when)
 
 void ServerMonitorSink::simulationInfo(const SimulationInfo &info)
 {
-    server->publishSimulationInfo(
-        info.name, info.description, info.files, info.loadingTime, info.runningTime);
+    server->publishSimulationInfo(info.name, info.description, info.files, info.loadingTime,
+        info.runningTime, info.plannedEndTime > 0 ? info.plannedEndTime : qQNaN(),
+        info.plannedSteps);
 }
 
 void ServerMonitorSink::ruleInfo(

@@ -18,6 +18,9 @@ QString number(double v) { return QString::number(v, 'g', 6); }
 // The simulator's own rule, "solver": time, fem.iteration and fem.error.
 constexpr int solverValues = 3;
 
+// Whole steps up to endTime; the last may end past it.
+int stepCount(const Model &m) { return int(std::ceil(m.endTime / m.timeStep - 1e-9)); }
+
 } // namespace
 
 SimulationDriver::SimulationDriver(
@@ -78,7 +81,7 @@ int SimulationDriver::run()
 int SimulationDriver::runSteps()
 {
     const Model &m = loader.model();
-    const int steps = int(std::ceil(m.endTime / m.timeStep - 1e-9));
+    const int steps = stepCount(m);
     log.log(Logger::Notice,
         QStringLiteral("Running '%1': %2 steps of %3 s on %4 nodes")
             .arg(m.name)
@@ -191,6 +194,8 @@ bool SimulationDriver::load(QString &error)
     info.name = m.name;
     info.description = m.description;
     info.files = QStringList {QFileInfo(settings.modelFile).absoluteFilePath()};
+    info.plannedEndTime = m.endTime;
+    info.plannedSteps = stepCount(m);
     if (!initialValues(error))
         return false;
     describeRules();

@@ -5,6 +5,7 @@
 #include "kvcframescheduler.h"
 #include "kvclogbuffer.h"
 #include "kvcplotlayer.h"
+#include "kvcrunprogress.h"
 
 #include <QApplication>
 #include <QBuffer>
@@ -61,6 +62,8 @@ KvcResultsWidget::KvcResultsWidget(KvcActionManager *actMgr,
 {
     setupUi(this);
     setAcceptDrops(true);
+    progress = new KvcRunProgress(frame);
+    formLayout_2->addRow(progress->caption(), progress);
     logBuffer = std::make_unique<KvcLogBuffer>(logTed);
     frameTimer->setSingleShot(true);
     frameTimer->setInterval(KvcFrameScheduler::FrameIntervalMs);
@@ -69,6 +72,7 @@ KvcResultsWidget::KvcResultsWidget(KvcActionManager *actMgr,
     updateHeaderStatus();
     initLogViewer();
     initCharts();
+    updatePlannedEnd();
 
     if (actMgr) {
         connect(actMgr,
@@ -237,7 +241,17 @@ void KvcResultsWidget::ruleInfoAvailable()
     scheduleFrame();
 }
 
-void KvcResultsWidget::simInfoAvailable() { updateHeaderStatus(); }
+void KvcResultsWidget::simInfoAvailable()
+{
+    updateHeaderStatus();
+    updatePlannedEnd();
+}
+
+void KvcResultsWidget::updatePlannedEnd()
+{
+    const QSharedPointer<KvCommClientData> store = m_resultData->simulationData();
+    progress->setPlannedEnd(store ? store->simPlannedEndTime() : qQNaN());
+}
 
 void KvcResultsWidget::updateHeaderStatus()
 {
@@ -276,6 +290,9 @@ void KvcResultsWidget::executionStatusChanged(KvcActionManager::ExecutionStatus 
     statusTime = QDateTime::currentDateTime();
     if (isLive(oldStatus))
         updateHeaderStatus();
+    if (!isLive(newStatus))
+        progress->finish(newStatus == KvcActionManager::Finished
+            || newStatus == KvcActionManager::Canceled || newStatus == KvcActionManager::Aborted);
     if (!isLive(newStatus) && actMgr) {
         // Messages of the last second still arrive; then the view is a record.
         QPointer<KvcActionManager> manager = actMgr;
@@ -296,8 +313,10 @@ void KvcResultsWidget::addTrackData(int trackId)
 {
     // Special graphic 0 draws the time track.
     const bool time = trackId == m_resultData->timeTrackId();
-    if (time)
+    if (time) {
         updateHeaderData();
+        progress->addSample(m_resultData->currentExecutionTime(), m_resultData->currentTime());
+    }
     const int shown = time ? -1 : trackId;
     for (const auto &chart : charts) {
         if (chart->graphic() && chart->graphic()->trackId == shown)

@@ -16,6 +16,7 @@
 class KvcChartData;
 class KvcFrameScheduler;
 class KvcLogBuffer;
+class KvcRunProgress;
 class QDropEvent;
 class QTimer;
 
@@ -67,6 +68,12 @@ class QTimer;
 /// - a rule graphic with fewer series names than component vectors gives the
 ///   extra series no name; special graphics 1 and 2 draw the first component
 ///   of a value with several (their chart holds one series).
+///
+/// Beyond the header's labels: when the server announces the simulated time
+/// at which the run ends (KvCommClientData::simPlannedEndTime()), a row
+/// "Progress: " below "Iteration: " shows a progress bar and the estimated
+/// time left, and after the end the run's duration (KvcRunProgress). Without
+/// a known end the row stays hidden.
 class KVC_EXPORT KvcResultsWidget
     : public QWidget
     , private Ui::KvcResultsWidget
@@ -142,6 +149,7 @@ private:
     void scheduleFrame();
     void flushFrame();
     void showChartMenu(int chart, const QPoint &globalPos);
+    void updatePlannedEnd();
 
     KvcActionManager *actMgr = nullptr;
     QSharedPointer<KvcResultsData> m_resultData;
@@ -152,6 +160,7 @@ private:
     std::array<QtCharts::QChartView *, ChartCount> views {};
     std::array<std::unique_ptr<KvcChartData>, ChartCount> charts;
 
+    KvcRunProgress *progress = nullptr;
     std::unique_ptr<KvcLogBuffer> logBuffer;
     QTimer *frameTimer = nullptr;
     std::unique_ptr<KvcFrameScheduler> scheduler;

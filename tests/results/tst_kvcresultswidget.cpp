@@ -13,6 +13,7 @@
 #include <QLabel>
 #include <QMenu>
 #include <QMimeData>
+#include <QProgressBar>
 #include <QTextBlock>
 #include <QTextEdit>
 #include <QtCharts/QChartView>
@@ -213,6 +214,8 @@ private slots:
     void longHistoriesShowEveryColumnsExtremes();
     void simulationTime_data();
     void simulationTime();
+    void progressRowFollowsThePlannedEnd_data();
+    void progressRowFollowsThePlannedEnd();
     void finishedViewShowsItsConstructionTime();
     void stopsFollowingTheManagerOneSecondAfterTheEnd();
     void nullResultDataShowsEmptySpecialCharts();
@@ -525,6 +528,62 @@ void TestKvcResultsWidget::simulationTime()
         QVERIFY(f.feed(t, 1));
     QCOMPARE(f.label("simTimeLbl"), expected);
     QCOMPARE(f.label("simIterationsLbl"), QString());
+}
+
+void TestKvcResultsWidget::progressRowFollowsThePlannedEnd_data()
+{
+    QTest::addColumn<double>("plannedEnd");
+    QTest::addColumn<int>("samples"); // times 0, 1, 2, ... every 100 ms
+    QTest::addColumn<int>("endStatus"); // -1: still running
+    QTest::addColumn<QString>("bar");
+    QTest::addColumn<QString>("text"); // its beginning
+
+    const int running = -1;
+    QTest::newRow("end unknown: no row") << qQNaN() << 40 << running << ""
+                                         << "";
+    QTest::newRow("one sample: estimating") << 100.0 << 1 << running << "0.0 %"
+                                            << "estimating…";
+    QTest::newRow("two seconds of samples: an estimate") << 100.0 << 26 << running << "25.0 %"
+                                                         << "about ";
+    QTest::newRow("finished: the duration")
+        << 100.0 << 31 << int(KvcActionManager::Finished) << "30.0 %"
+        << "ran for 3 s";
+    QTest::newRow("canceled: the bar where it stopped")
+        << 100.0 << 11 << int(KvcActionManager::Canceled) << "10.0 %"
+        << "ran for 1 s";
+    QTest::newRow("disconnected: no duration")
+        << 100.0 << 11 << int(KvcActionManager::Disconnected) << "10.0 %"
+        << "";
+}
+
+void TestKvcResultsWidget::progressRowFollowsThePlannedEnd()
+{
+    QFETCH(double, plannedEnd);
+    QFETCH(int, samples);
+    QFETCH(int, endStatus);
+    QFETCH(QString, bar);
+    QFETCH(QString, text);
+    Fixture f;
+    f.store->setSimulationInfo("rod", "", {}, {}, {}, plannedEnd);
+    for (int i = 0; i < samples; ++i)
+        QVERIFY(f.feed(i, i * 100));
+    if (endStatus >= 0) {
+        QSharedPointer<KvcResultsData> none;
+        emit f.manager.executionStatusChanged(KvcActionManager::ExecutionStatus(endStatus), none);
+    }
+    auto progress = f.view->findChild<QProgressBar *>("simProgressBar");
+    QVERIFY(progress);
+    QCOMPARE(progress->parentWidget()->isHidden(), bar.isEmpty());
+    QCOMPARE(f.view->findChild<QLabel *>("progressLbl")->isHidden(), bar.isEmpty());
+    QCOMPARE(f.label("label_6"), QStringLiteral("Iteration: "));
+    if (bar.isEmpty())
+        return;
+    QCOMPARE(progress->text(), bar);
+    const auto shows = [&] {
+        const QString left = f.label("simTimeLeftLbl");
+        return text.isEmpty() ? left.isEmpty() : left.startsWith(text);
+    };
+    QTRY_VERIFY2(shows(), qPrintable(f.label("simTimeLeftLbl")));
 }
 
 void TestKvcResultsWidget::finishedViewShowsItsConstructionTime()

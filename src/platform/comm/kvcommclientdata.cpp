@@ -82,13 +82,20 @@ int KvCommClientData::expectedComponents(int id) const
     return perLine * index.numLines();
 }
 
+double KvCommClientData::simPlannedEndTime() const { return m_plannedEndTime; }
+
+int KvCommClientData::simPlannedSteps() const { return m_plannedSteps; }
+
 qint64 KvCommClientData::samplesReceived() const { return m_samplesReceived; }
 
 qint64 KvCommClientData::samplesMissed() const { return m_samplesMissed; }
 
 void KvCommClientData::setSimulationInfo(const QString &name, const QString &description,
-    const QStringList &files, const QDateTime &loadingTime, const QDateTime &runningTime)
+    const QStringList &files, const QDateTime &loadingTime, const QDateTime &runningTime,
+    double plannedEndTime, int plannedSteps)
 {
+    m_plannedEndTime = plannedEndTime > 0.0 && qIsFinite(plannedEndTime) ? plannedEndTime : qQNaN();
+    m_plannedSteps = qMax(0, plannedSteps);
     m_name = name;
     m_description = description;
     m_files = files;

@@ -13,6 +13,7 @@ struct KvCommMessage;
 #include <QObject>
 #include <QStringList>
 #include <QVector>
+#include <QtNumeric>
 
 /// The simulation data of one monitoring connection: what the server said
 /// about the simulation (information, rules, tracked values) and, as signals,
@@ -50,6 +51,11 @@ public:
     const QStringList &simFiles() const { return m_files; }
     const QDateTime &simLoadingTime() const { return m_loadingTime; }
     const QDateTime &simRunningTime() const { return m_runningTime; }
+    /// The simulated time at which the run is planned to end; NaN while
+    /// unknown (a server that does not say, or before its information).
+    double simPlannedEndTime() const;
+    /// The run's step or iteration limit; 0 while unknown or when it has none.
+    int simPlannedSteps() const;
 
     bool hasRuleData() const;
     /// Latest index data of a rule for an index type; a default record if none.
@@ -65,7 +71,8 @@ public:
 
     // Feeding operations (see the class comment).
     void setSimulationInfo(const QString &name, const QString &description,
-        const QStringList &files, const QDateTime &loadingTime, const QDateTime &runningTime);
+        const QStringList &files, const QDateTime &loadingTime, const QDateTime &runningTime,
+        double plannedEndTime = qQNaN(), int plannedSteps = 0);
     bool setRuleData(const QVector<KvCommClientTrackedRuleInfo> &rules,
         const QVector<KvCommClientTrackedRuleDataInfo> &trackedData, QString *error = nullptr);
     bool updateTrackedDataInfo(
@@ -112,4 +119,6 @@ private:
     qint64 m_samplesReceived = 0;
     qint64 m_samplesMissed = 0;
     qint64 m_nextSequence = -1;
+    double m_plannedEndTime = qQNaN();
+    int m_plannedSteps = 0;
 };

@@ -359,7 +359,8 @@ bool KvCommClientPrivate::handle(KvCommMessage &m)
         const QString name = m.name, description = m.description;
         const QStringList files = m.files;
         const QDateTime loading = m.loadingTime, running = m.runningTime;
-        store->setSimulationInfo(name, description, files, loading, running);
+        store->setSimulationInfo(
+            name, description, files, loading, running, m.plannedEndTime, m.plannedSteps);
         return self && (q->m_state == KvCommClient::Connected || !connected);
     }
     default:

@@ -62,9 +62,12 @@ QByteArray KvCommFrameWriter::status(qint32 status, const QDateTime &time)
 }
 
 QByteArray KvCommFrameWriter::simulationInfo(const QString &name, const QString &description,
-    const QStringList &files, const QDateTime &loadingTime, const QDateTime &runningTime)
+    const QStringList &files, const QDateTime &loadingTime, const QDateTime &runningTime,
+    double plannedEndTime, int plannedSteps)
 {
     KvCommMessage m = messageOf(KvCommProtocol::SimulationInfo);
+    m.plannedEndTime = plannedEndTime;
+    m.plannedSteps = plannedSteps;
     m.name = name;
     m.description = description;
     m.files = files;

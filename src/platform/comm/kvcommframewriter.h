@@ -12,6 +12,7 @@
 #include <QString>
 #include <QStringList>
 #include <QVector>
+#include <QtNumeric>
 
 /// Encodes the messages of the monitoring protocol. Every function returns
 /// one complete frame (length prefix included), ready to be written to a
@@ -25,8 +26,10 @@ public:
     static QByteArray identity(const QString &version, const QString &revision);
     static QByteArray controlOptions(quint32 options);
     static QByteArray status(qint32 status, const QDateTime &time);
+    /// A NaN planned end time (unknown) is left out; 0 planned steps is unknown.
     static QByteArray simulationInfo(const QString &name, const QString &description,
-        const QStringList &files, const QDateTime &loadingTime, const QDateTime &runningTime);
+        const QStringList &files, const QDateTime &loadingTime, const QDateTime &runningTime,
+        double plannedEndTime = qQNaN(), int plannedSteps = 0);
     static QByteArray ready();
     /// Rule and tracked-value ids are implied by their positions.
     static QByteArray ruleData(const QVector<KvCommClientTrackedRuleInfo> &rules,

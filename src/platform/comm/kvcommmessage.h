@@ -11,6 +11,7 @@
 #include <QString>
 #include <QStringList>
 #include <QVector>
+#include <QtNumeric>
 
 #include <vector>
 
@@ -42,6 +43,8 @@ struct KVCOMM_EXPORT KvCommMessage {
     QStringList files;
     QDateTime loadingTime;
     QDateTime runningTime;
+    double plannedEndTime = qQNaN(); ///< simulated time; NaN unknown
+    int plannedSteps = 0; ///< 0 unknown
     // RuleData (ids and first values follow from the positions)
     QVector<KvCommClientTrackedRuleInfo> rules;
     QVector<KvCommClientTrackedRuleDataInfo> trackedData;

@@ -5,6 +5,7 @@
 #include "kvcommschemaencoder.h"
 
 #include <QtEndian>
+#include <QtNumeric>
 
 #include <cstring>
 #include <limits>
@@ -73,6 +74,14 @@ template<> struct Codec<QDateTime> {
     }
     static void reset(QDateTime &v, const Field &) { v = QDateTime(); }
     static bool present(const QDateTime &v) { return v.isValid(); } // unknown: left out
+};
+
+template<> struct Codec<double> {
+    static constexpr Encoding encoding = Encoding::Float;
+    static bool read(Decoder &d, double &v, const Field &f) { return d.readFloat(v, f.name); }
+    static void write(Encoder &e, const double &v, const Field &) { e.w.append(v); }
+    static void reset(double &v, const Field &) { v = qQNaN(); }
+    static bool present(const double &v) { return !qIsNaN(v); } // unknown: left out
 };
 
 // The values of a batch: kept as the bytes that came, checked against the
@@ -252,6 +261,15 @@ bool completeRuleData(void *record, QString *)
     return true;
 }
 
+// An end that is not ahead of the start says nothing about the run's length.
+bool completeSimulationInfo(void *record, QString *)
+{
+    auto &m = *static_cast<M *>(record);
+    if (!(m.plannedEndTime > 0.0))
+        m.plannedEndTime = qQNaN();
+    return true;
+}
+
 bool completeSamples(void *record, QString *error)
 {
     auto &m = *static_cast<M *>(record);
@@ -335,6 +353,8 @@ constexpr Field simulationInfoFields[] = {
     optional<&M::files>(3, "simulation files", Items {MaxFiles}),
     optional<&M::loadingTime>(4, "loading time"),
     optional<&M::runningTime>(5, "running time"),
+    optional<&M::plannedEndTime>(6, "planned end time"),
+    optional<&M::plannedSteps>(7, "planned steps", IntPlus),
 };
 constexpr Field ruleDataFields[] = {
     required<&M::rules>(1, "rules", Items {MaxRules}, &ruleMap),
@@ -377,7 +397,7 @@ constexpr Schema messageSchemas[] = {
     schema("Identity", Identity, identityFields),
     schema("ControlOptions", ControlOptions, controlOptionsFields),
     schema("Status", Status, statusFields),
-    schema("SimulationInfo", SimulationInfo, simulationInfoFields),
+    schema("SimulationInfo", SimulationInfo, simulationInfoFields, &completeSimulationInfo),
     schema("Ready", Ready),
     schema("RuleData", RuleData, ruleDataFields, &completeRuleData),
     schema("TrackedDataInfo", TrackedDataInfo, trackedDataInfoFields),
@@ -458,6 +478,8 @@ QString typeNotation(const Field &field)
             .arg(QString::fromLatin1(field.records->name).toLower());
     case Encoding::Float64LE:
         return QStringLiteral("f64le");
+    case Encoding::Float:
+        return QStringLiteral("float");
     }
     return QString();
 }
@@ -470,6 +492,7 @@ QString defaultNotation(const Field &field)
     case Encoding::Integer:
         return QString::number(field.defaultValue);
     case Encoding::Time:
+    case Encoding::Float:
         return QStringLiteral("unknown");
     default:
         return QStringLiteral("empty");

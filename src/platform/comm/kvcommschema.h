@@ -27,7 +27,8 @@ enum class Encoding : quint8 {
     Time, ///< integer milliseconds since 1970 UTC; the key is absent when unknown
     IntegerList, ///< array of at most maxItems integers within [min, max]
     RecordList, ///< array of at most maxItems maps described by `records`
-    Float64LE ///< tag 86 and a byte string of little-endian binary64 values
+    Float64LE, ///< tag 86 and a byte string of little-endian binary64 values
+    Float ///< a finite floating-point number (any precision) or an integer; NaN when absent
 };
 
 struct Range {

@@ -2,6 +2,8 @@
 
 #include "kvcommprotocol.h"
 
+#include <QtNumeric>
+
 namespace KvCommSchema {
 
 namespace {
@@ -166,6 +168,28 @@ bool Decoder::readTime(QDateTime &out, const char *what)
         return false;
     out = QDateTime::fromMSecsSinceEpoch(ms, Qt::UTC);
     return true;
+}
+
+bool Decoder::readFloat(double &out, const char *what)
+{
+    double v = 0.0;
+    if (r.isDouble())
+        v = r.toDouble();
+    else if (r.isFloat())
+        v = double(r.toFloat());
+    else if (r.isFloat16())
+        v = double(float(r.toFloat16()));
+    else if (r.isUnsignedInteger())
+        v = double(r.toUnsignedInteger());
+    else if (r.isNegativeInteger())
+        v = -double(quint64(r.toNegativeInteger())) - 1.0;
+    else
+        return fail(QStringLiteral("%1 is not a number").arg(QLatin1String(what)));
+    if (!qIsFinite(v))
+        return outOfRange(what, QString::number(v));
+    out = v;
+    r.next();
+    return cborOk();
 }
 
 bool Decoder::readTextList(QStringList &out, const char *what, qint64 maxItems)

@@ -67,6 +67,8 @@ public:
     }
     bool readText(QString &out, const char *what);
     bool readTime(QDateTime &out, const char *what);
+    /// Any CBOR float or integer; NaN and infinities are out of range.
+    bool readFloat(double &out, const char *what);
     bool readTextList(QStringList &out, const char *what, qint64 maxItems);
     bool readByteValues(std::vector<char> &out, const char *what);
     /// Enters an array that the rest of the frame can hold and that has at

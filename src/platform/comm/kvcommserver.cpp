@@ -75,11 +75,13 @@ void KvCommServer::publishStatus(KvCommSimulationStatus status, const QDateTime 
 }
 
 void KvCommServer::publishSimulationInfo(const QString &name, const QString &description,
-    const QStringList &files, const QDateTime &loadingTime, const QDateTime &runningTime)
+    const QStringList &files, const QDateTime &loadingTime, const QDateTime &runningTime,
+    double plannedEndTime, int plannedSteps)
 {
     d->enqueue({KvCommServerPrivate::Info,
-        KvCommFrameWriter::simulationInfo(name, description, files, loadingTime, runningTime), 0,
-        0});
+        KvCommFrameWriter::simulationInfo(
+            name, description, files, loadingTime, runningTime, plannedEndTime, plannedSteps),
+        0, 0});
 }
 
 void KvCommServer::publishRuleData(const QVector<KvCommClientTrackedRuleInfo> &rules,

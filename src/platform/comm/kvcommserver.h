@@ -14,6 +14,7 @@
 #include <QString>
 #include <QStringList>
 #include <QVector>
+#include <QtNumeric>
 
 class KvCommServerPrivate;
 
@@ -97,8 +98,11 @@ public:
 
     // Publishing, from any thread. A null time means now.
     void publishStatus(KvCommSimulationStatus status, const QDateTime &time = QDateTime());
+    /// `plannedEndTime`: the simulated time at which the run ends, NaN when
+    /// not known; `plannedSteps`: its step or iteration limit, 0 when none.
     void publishSimulationInfo(const QString &name, const QString &description,
-        const QStringList &files, const QDateTime &loadingTime, const QDateTime &runningTime);
+        const QStringList &files, const QDateTime &loadingTime, const QDateTime &runningTime,
+        double plannedEndTime = qQNaN(), int plannedSteps = 0);
     /// Once per simulation, before any index data or sample: rule i's values
     /// are trackedData[first..first + rules[i].numTrackedData), ids in order.
     void publishRuleData(const QVector<KvCommClientTrackedRuleInfo> &rules,

@@ -44,7 +44,7 @@ void tst_KivoMonitor::followsASimulationToItsEnd()
     const quint16 port = server.serverPort();
     server.publishStatus(KvCommStatusRunning);
     server.publishSimulationInfo(QStringLiteral("plate"), QStringLiteral("a hot plate"),
-        {QStringLiteral("plate.lua")}, QDateTime(), QDateTime());
+        {QStringLiteral("plate.lua")}, QDateTime(), QDateTime(), 2.0, 8);
     KvCommClientTrackedRuleInfo rule;
     rule.name = QStringLiteral("probe");
     rule.numTrackedData = 2;
@@ -98,13 +98,17 @@ void tst_KivoMonitor::followsASimulationToItsEnd()
         QStringLiteral("  value 1 T [K] 1 x 1, indexed by type 0"),
         QStringLiteral("Index data of rule 0, type 0, 2 lines at 0 ms: left, right"),
         QStringLiteral("[3] low on memory"),
+        QStringLiteral("  planned end: 2, planned steps: 8"),
         QStringLiteral("Disconnected: 4 samples received, 0 missed"),
+        QStringLiteral("; reached 25.0 % of the planned end after 0 s"),
     };
     if (samples) {
         expected << QStringLiteral("t=12 ms #0 value 0 (history) = 0.25")
                  << QStringLiteral("t=12 ms #1 value 1 (history) = 300 301")
                  << QStringLiteral("t=24 ms #2 value 0 = 0.5")
                  << QStringLiteral("t=24 ms #3 value 1 = 302 303");
+    } else {
+        expected << QStringLiteral("; progress 25.0 % (t = 0.5 of 2), estimating...");
     }
     for (const QString &line : expected)
         QVERIFY2(out.contains(line),

@@ -147,6 +147,8 @@ private slots:
         QVERIFY(studio->runAction()->isEnabled());
 
         monitorOnAFreePort(*studio);
+        QSignalSpy notices(studio.get(), &StudioWindow::runEndNotified);
+        QApplication::setActiveWindow(studio.get());
         const QDateTime started = QDateTime::currentDateTime();
         studio->runAction()->trigger();
         QCOMPARE(tabs->count(), 2);
@@ -189,19 +191,34 @@ private slots:
         QCOMPARE(ended.at(0).at(0).value<Status>(), KvcActionManager::Finished);
         QVERIFY(!studio->manager()->active());
         QCOMPARE(tabs->widget(1), first);
+        // The user was looking: no notice. The tab tells how it ended.
+        QCOMPARE(notices.count(), 0);
+        QCOMPARE(tabs->tabToolTip(1), QString("Finished"));
+        QVERIFY(!tabs->tabIcon(1).isNull());
         const qint64 firstSamples = data->simulationData()->samplesReceived();
 
-        // A second run: a second tab; the first stays as it was.
+        // A second run, ending while another window is active: a second tab,
+        // the first stays as it was; the user is told.
         monitorOnAFreePort(*studio);
+        QWidget elsewhere;
+        elsewhere.show();
+        QApplication::setActiveWindow(&elsewhere);
         studio->runAction()->trigger();
         QCOMPARE(tabs->count(), 3);
         auto *second = qobject_cast<KvcResultsWidget *>(tabs->widget(2));
         QVERIFY(second && second != first);
         QVERIFY(studio->latestResults() != data);
-        QVERIFY(tabs->tabText(1).startsWith("Run 1"));
-        QVERIFY(tabs->tabText(2).startsWith("Run 2"));
+        const QRegularExpression named("^paced\\.lua — \\d\\d:\\d\\d:\\d\\d$");
+        QVERIFY2(named.match(tabs->tabText(1)).hasMatch(), qPrintable(tabs->tabText(1)));
+        QVERIFY2(named.match(tabs->tabText(2)).hasMatch(), qPrintable(tabs->tabText(2)));
+        QCOMPARE(tabs->tabToolTip(2), QString("Running"));
         QTRY_COMPARE_WITH_TIMEOUT(ended.count(), 2, 30000);
         QCOMPARE(ended.at(1).at(0).value<Status>(), KvcActionManager::Finished);
+        QCOMPARE(notices.count(), 1);
+        QCOMPARE(notices.at(0).at(0).toString(), QString("Kivo Studio: a run has ended"));
+        const QString notice = notices.at(0).at(1).toString();
+        QVERIFY2(notice.startsWith("paced.lua: Finished after ") && notice.endsWith(" s"),
+            qPrintable(notice));
         QCOMPARE(first->resultData(), data);
         QCOMPARE(data->simulationData()->samplesReceived(), firstSamples);
 
@@ -323,6 +340,33 @@ private slots:
         action(*studio, "actionTerminate")->trigger();
         QTRY_VERIFY_WITH_TIMEOUT(!studio->manager()->active(), 10000);
         studio->close();
+    }
+
+    // Its process still exits as finished afterwards; the run was canceled.
+    void canceledRunIsShownAndToldAsCanceled()
+    {
+        ModalAnswerer boxes;
+        const std::unique_ptr<StudioWindow> studio = readyStudio();
+        QVERIFY(studio);
+        QSignalSpy ended(studio.get(), &StudioWindow::executionEnded);
+        QSignalSpy notices(studio.get(), &StudioWindow::runEndNotified);
+        studio->openModel(longModel);
+        monitorOnAFreePort(*studio);
+        QWidget elsewhere;
+        elsewhere.show();
+        QApplication::setActiveWindow(&elsewhere);
+        studio->runAction()->trigger();
+        QTRY_VERIFY_WITH_TIMEOUT(studio->latestResults()->currentTime() > 0
+                && action(*studio, "actionCancel")->isEnabled(),
+            15000);
+        action(*studio, "actionCancel")->trigger();
+        QTRY_COMPARE_WITH_TIMEOUT(ended.count(), 1, 20000);
+        auto *tabs = studio->findChild<QTabWidget *>("tabs");
+        QCOMPARE(tabs->tabToolTip(1), QString("Canceled"));
+        QCOMPARE(notices.count(), 1);
+        QVERIFY2(notices.at(0).at(1).toString().startsWith("heat1d-long.lua: Canceled after "),
+            qPrintable(notices.at(0).at(1).toString()));
+        QCOMPARE(boxes.count(), 0);
     }
 
     void aboutBoxShowsTheVersionRecords()

@@ -69,7 +69,8 @@ QString describe(const KvCommMessage &m)
         break;
     case SimulationInfo:
         f << m.name << m.description << m.files.join(',') << timeText(m.loadingTime)
-          << timeText(m.runningTime);
+          << timeText(m.runningTime) << QString::number(m.plannedEndTime)
+          << QString::number(m.plannedSteps);
         break;
     case RuleData:
         for (const KvCommClientTrackedRuleInfo &r : m.rules)
@@ -131,7 +132,7 @@ QByteArray everythingSet()
     return KvCommFrameWriter::hello(9) + KvCommFrameWriter::error("stale")
         + KvCommFrameWriter::identity("stale", "stale") + KvCommFrameWriter::controlOptions(7)
         + KvCommFrameWriter::status(9, t)
-        + KvCommFrameWriter::simulationInfo("stale", "stale", {"stale"}, t, t)
+        + KvCommFrameWriter::simulationInfo("stale", "stale", {"stale"}, t, t, 9.5, 9)
         + KvCommFrameWriter::ruleData(rules(), trackedData())
         + KvCommFrameWriter::trackedDataInfo(info) + KvCommFrameWriter::indexData(1, nodes(), 9)
         + KvCommFrameWriter::samples(batch(9), 9, 9) + KvCommFrameWriter::historyBegin(9, 9)
@@ -173,7 +174,10 @@ void tst_KvCommFrameReader::decodes_data()
     row("status of unknown time", KvCommFrameWriter::status(-3, QDateTime()), "Status: -3 | -");
     row("simulation info",
         KvCommFrameWriter::simulationInfo("heat", "été", {"a.lua", "b.lua"}, t0, QDateTime()),
-        "SimulationInfo: heat | été | a.lua,b.lua | 1700000000123 | -");
+        "SimulationInfo: heat | été | a.lua,b.lua | 1700000000123 | - | nan | 0");
+    row("simulation info with its planned end",
+        KvCommFrameWriter::simulationInfo("heat", "", {}, t0, t0, 1e5, 10000),
+        "SimulationInfo: heat |  |  | 1700000000123 | 1700000000123 | 100000 | 10000");
     row("ready", KvCommFrameWriter::ready(), "Ready");
     row("rule data", KvCommFrameWriter::ruleData(rules(), trackedData()),
         "RuleData: rule 0 0 clock  0 2 | rule 1 2 probe  1 1 | value 0 0 time  0 0 s 1x1 | "
@@ -197,7 +201,20 @@ void tst_KvCommFrameReader::decodes_data()
     row("heartbeat", KvCommFrameWriter::heartbeat(), "Heartbeat");
 
     // Absent optional keys take their defaults.
-    row("simulation info without keys", hex("a10006"), "SimulationInfo:  |  |  | - | -");
+    row("simulation info without keys", hex("a10006"), "SimulationInfo:  |  |  | - | - | nan | 0");
+
+    // The planned end: any number; one that is not ahead of the start is unknown.
+    const auto plannedEnd = [](const char *cbor) { return hex(QByteArray("a20006 06") + cbor); };
+    const QString endIs = QStringLiteral("SimulationInfo:  |  |  | - | - | %1 | 0");
+    row("planned end as a half float", plannedEnd("f93e00"), endIs.arg("1.5"));
+    row("planned end as a single float", plannedEnd("fa47c35000"), endIs.arg("100000"));
+    row("planned end as an integer", plannedEnd("1864"), endIs.arg("100"));
+    row("planned end 0 is unknown", plannedEnd("00"), endIs.arg("nan"));
+    row("negative planned end is unknown", plannedEnd("fbbff0000000000000"), endIs.arg("nan"));
+    row("planned end NaN", plannedEnd("f97e00"), "error: planned end time out of range");
+    row("planned end infinite", plannedEnd("f97c00"), "error: planned end time out of range");
+    row("planned end as text", plannedEnd("6178"), "error: planned end time is not a number");
+    row("negative planned steps", hex("a20006 0720"), "error: planned steps out of range");
     row("history begin without keys", hex("a1000c"), "HistoryBegin: 0 | 0");
     row("a value map of its rule only: one row, one column", hex("a30008 0181a0 0281a10100"),
         "RuleData: rule 0 0   0 0 | value 0 0   0 0  1x1");
