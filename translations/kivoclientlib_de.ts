@@ -72,6 +72,10 @@ Simulation beenden und schließen?</translation>
         <source>New samples do not move this chart&apos;s ranges. Double-click it, press Home or choose Reset zoom to follow them again.</source>
         <translation>Neue Messwerte verschieben die Bereiche dieses Diagramms nicht. Doppelklicken Sie darauf, drücken Sie Pos1 oder wählen Sie Zoom zurücksetzen, um ihnen wieder zu folgen.</translation>
     </message>
+    <message>
+        <source>Values at or below 0 not drawn: %1</source>
+        <translation>Werte kleiner oder gleich 0 nicht gezeichnet: %1</translation>
+    </message>
 </context>
 <context>
     <name>KvcExecuter</name>
@@ -630,6 +634,10 @@ Simulation beenden und schließen?</translation>
     <message>
         <source>Copy data</source>
         <translation>Daten kopieren</translation>
+    </message>
+    <message>
+        <source>Logarithmic y axis</source>
+        <translation>Logarithmische y-Achse</translation>
     </message>
 </context>
 <context>

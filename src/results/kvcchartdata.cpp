@@ -12,6 +12,7 @@
 #include <QtCharts/QLegend>
 #include <QtCharts/QLegendMarker>
 #include <QtCharts/QLineSeries>
+#include <QtCharts/QLogValueAxis>
 #include <QtCharts/QValueAxis>
 
 #include <algorithm>
@@ -108,6 +109,10 @@ KvcChartData::KvcChartData(const GraphicsData *graphic, const KvcResultsData &da
         "New samples do not move this chart's ranges. Double-click it, press Home or choose "
         "Reset zoom to follow them again."));
     m_heldMark->hide();
+    m_leftOutMark = new QGraphicsSimpleTextItem(m_chart);
+    m_leftOutMark->setBrush(Qt::darkGray);
+    m_leftOutMark->setZValue(10);
+    m_leftOutMark->hide();
     setGraphic(graphic, data);
 }
 
@@ -138,7 +143,7 @@ void KvcChartData::setGraphic(const GraphicsData *graphic, const KvcResultsData 
 
     m_chart->setTitle(graphic ? graphic->title : QString());
     m_xAxis->setTitleText(graphic ? graphic->xTitle : QString());
-    m_yAxis->setTitleText(graphic ? graphic->yTitle : QString());
+    setYTitle(graphic ? graphic->yTitle : QString());
     if (!graphic)
         return;
     if (graphic->ruleId >= 0) {
@@ -179,7 +184,7 @@ void KvcChartData::addLine(int component, int first, int end, const QString &nam
     // Every sample is marked where a dash's gap could hide it.
     series->setPointsVisible(KvcChartStyle::seriesStyle(index) != Qt::SolidLine);
     series->attachAxis(m_xAxis);
-    series->attachAxis(m_yAxis);
+    series->attachAxis(shownYAxis());
     // Attaching re-ranged the axes: not the user's doing.
     m_rangesShown = false;
     for (QLegendMarker *marker : m_chart->legend()->markers(series))
@@ -292,15 +297,23 @@ void KvcChartData::flush(const KvcResultsData &data, qreal pixelRatio)
     // keeps them pending: a reset shows what the rule gives by then.
     const bool reranged = !m_held && (m_xRangePending || m_yRangePending);
     if (!m_held) {
-        if (m_yRangePending && hiddenCount() > 0 && m_graphic && m_graphic->ruleId >= 0)
-            visibleExtent(data, m_pendingYMin, m_pendingYMax);
         if (m_xRangePending)
             setRangeFreeOfTicks(m_xAxis, 0.0, m_pendingXMax);
         if (m_yRangePending)
-            setRangeFreeOfTicks(m_yAxis, m_pendingYMin, m_pendingYMax);
+            applyYRange(data, m_pendingYMin, m_pendingYMax);
         m_xRangePending = m_yRangePending = false;
     }
     m_heldMark->setVisible(m_held);
+    int leftOut = 0;
+    if (m_logY) {
+        double min = 0.0;
+        double max = 0.0;
+        visibleExtent(data, min, max, nullptr, &leftOut);
+        m_leftOutMark->setText(
+            QCoreApplication::translate("KvcChartData", "Values at or below 0 not drawn: %1")
+                .arg(leftOut));
+    }
+    m_leftOutMark->setVisible(leftOut > 0);
 
     if (m_chart->size() != m_chartSize) {
         m_chartSize = m_chart->size();
@@ -329,7 +342,7 @@ void KvcChartData::flush(const KvcResultsData &data, qreal pixelRatio)
         updateLegend();
 
     // Once on the layer, a chart stays there: its history only grows.
-    if (!m_onLayer && !fitsQtCharts(columns)) {
+    if (!m_onLayer && (m_logY || !fitsQtCharts(columns))) {
         m_onLayer = true;
         for (Line &line : m_lines) {
             line.points.clear();
@@ -382,8 +395,9 @@ void KvcChartData::feedLayer(const KvcResultsData &data, qreal pixelRatio, bool 
     frame.devicePixelRatio = pixelRatio;
     frame.xMin = m_xAxis->min();
     frame.xMax = m_xAxis->max();
-    frame.yMin = m_yAxis->min();
-    frame.yMax = m_yAxis->max();
+    frame.yMin = yMin();
+    frame.yMax = yMax();
+    frame.logY = m_logY;
     for (const Line &line : qAsConst(m_lines)) {
         KvcPlotRenderer::Series series;
         // A hidden series keeps its place, empty, so that frames number the
@@ -409,9 +423,10 @@ void KvcChartData::updateTicks()
         return;
     applyTicks(m_xAxis,
         ticksFor(m_xAxis->min(), m_xAxis->max(), plot.width(), m_xAxis->labelsFont(), true, false));
-    applyTicks(m_yAxis,
-        ticksFor(m_yAxis->min(), m_yAxis->max(), plot.height(), m_yAxis->labelsFont(), false,
-            m_wholeNumbers));
+    if (!m_logY)
+        applyTicks(m_yAxis,
+            ticksFor(m_yAxis->min(), m_yAxis->max(), plot.height(), m_yAxis->labelsFont(), false,
+                m_wholeNumbers));
 }
 
 void KvcChartData::updateLegend()
@@ -495,10 +510,10 @@ void KvcChartData::fitFonts(qreal largest)
             if (((shrinking && largest < smallestFont)
                     || (!fits && titles.horizontalAdvance(yTitle) > plotHeight))
                 && split > 0)
-                m_yAxis->setTitleText(yTitle.left(split).toHtmlEscaped() + QStringLiteral("<br>")
+                setYTitle(yTitle.left(split).toHtmlEscaped() + QStringLiteral("<br>")
                     + yTitle.mid(split + 1).toHtmlEscaped());
             else
-                m_yAxis->setTitleText(yTitle);
+                setYTitle(yTitle);
             break;
         }
     }
@@ -526,7 +541,10 @@ void KvcChartData::applyFonts()
     labels.setPointSizeF(qMax(smallestFont, size - 1));
     m_chart->setTitleFont(title);
     m_chart->legend()->setFont(labels);
-    for (QValueAxis *axis : {m_xAxis, m_yAxis}) {
+    for (QAbstractAxis *axis : {static_cast<QAbstractAxis *>(m_xAxis),
+             static_cast<QAbstractAxis *>(m_yAxis), static_cast<QAbstractAxis *>(m_logAxis)}) {
+        if (!axis)
+            continue;
         axis->setTitleFont(axisTitle);
         axis->setLabelsFont(labels);
     }
@@ -534,7 +552,7 @@ void KvcChartData::applyFonts()
 
 QRectF KvcChartData::axisRanges() const
 {
-    return QRectF(QPointF(m_xAxis->min(), m_yAxis->min()), QPointF(m_xAxis->max(), m_yAxis->max()));
+    return QRectF(QPointF(m_xAxis->min(), yMin()), QPointF(m_xAxis->max(), yMax()));
 }
 
 void KvcChartData::placeHeldMark()
@@ -543,6 +561,8 @@ void KvcChartData::placeHeldMark()
     m_heldMark->setFont(m_xAxis->labelsFont());
     const QRectF box = m_heldMark->boundingRect();
     m_heldMark->setPos(plot.right() - box.width() - 4, plot.top() + 2);
+    m_leftOutMark->setFont(m_xAxis->labelsFont());
+    m_leftOutMark->setPos(plot.left() + 4, plot.top() + 2);
 }
 
 void KvcChartData::resetRanges()
@@ -558,14 +578,24 @@ void KvcChartData::resetRanges()
 
 void KvcChartData::zoom(Qt::Orientation orientation, double factor, double around)
 {
-    QValueAxis *axis = orientation == Qt::Horizontal ? m_xAxis : m_yAxis;
-    const double min = around + (axis->min() - around) * factor;
-    const double max = around + (axis->max() - around) * factor;
+    // A logarithmic axis zooms in its own scale.
+    const bool log = orientation == Qt::Vertical && m_logY;
+    const auto in = [log](double v) { return log ? std::log10(v) : v; };
+    const auto out = [log](double v) { return log ? std::pow(10.0, v) : v; };
+    const double low = orientation == Qt::Horizontal ? m_xAxis->min() : yMin();
+    const double high = orientation == Qt::Horizontal ? m_xAxis->max() : yMax();
+    if (log && !(around > 0))
+        return;
+    const double min = out(in(around) + (in(low)-in(around)) * factor);
+    const double max = out(in(around) + (in(high)-in(around)) * factor);
     // Not down to where doubles can no longer tell the ends apart.
     if (!(max - min > 1e-12 * qMax(std::abs(min), std::abs(max))) || !std::isfinite(max - min))
         return;
     m_held = true;
-    setRangeFreeOfTicks(axis, min, max);
+    if (orientation == Qt::Horizontal)
+        setRangeFreeOfTicks(m_xAxis, min, max);
+    else
+        setYRange(min, max);
     m_dirty = true;
 }
 
@@ -574,11 +604,98 @@ void KvcChartData::pan(double dx, double dy)
     if (dx == 0.0 && dy == 0.0)
         return;
     m_held = true;
-    setRangeFreeOfTicks(m_xAxis, m_xAxis->min() + dx, m_xAxis->max() + dx);
-    setRangeFreeOfTicks(m_yAxis, m_yAxis->min() + dy, m_yAxis->max() + dy);
+    const double xShift = dx * (m_xAxis->max() - m_xAxis->min());
+    setRangeFreeOfTicks(m_xAxis, m_xAxis->min() + xShift, m_xAxis->max() + xShift);
+    if (m_logY) {
+        const double factor = std::pow(yMax() / yMin(), dy);
+        setYRange(yMin() * factor, yMax() * factor);
+    } else {
+        const double yShift = dy * (yMax() - yMin());
+        setYRange(yMin() + yShift, yMax() + yShift);
+    }
     m_dirty = true;
 }
 
+QAbstractAxis *KvcChartData::shownYAxis() const
+{
+    return m_logY ? static_cast<QAbstractAxis *>(m_logAxis) : m_yAxis;
+}
+
+double KvcChartData::yMin() const { return m_logY ? m_logAxis->min() : m_yAxis->min(); }
+
+double KvcChartData::yMax() const { return m_logY ? m_logAxis->max() : m_yAxis->max(); }
+
+void KvcChartData::setYRange(double min, double max)
+{
+    if (m_logY)
+        m_logAxis->setRange(min, max);
+    else
+        setRangeFreeOfTicks(m_yAxis, min, max);
+}
+
+void KvcChartData::setYTitle(const QString &title)
+{
+    m_yAxis->setTitleText(title);
+    if (m_logAxis)
+        m_logAxis->setTitleText(title);
+}
+
+void KvcChartData::applyYRange(const KvcResultsData &data, double min, double max)
+{
+    if (hiddenCount() > 0 && m_graphic && m_graphic->ruleId >= 0)
+        visibleExtent(data, min, max);
+    if (m_logY) {
+        // From the smallest positive value shown; a decade when there is
+        // none, or one value only.
+        double minPositive = 0.0;
+        visibleExtent(data, min, max, &minPositive);
+        min = minPositive;
+        if (!(min > 0) || !(max > 0)) {
+            min = 1.0;
+            max = 10.0;
+        } else if (!(max > min)) {
+            min /= 10;
+            max *= 10;
+        }
+    }
+    setYRange(min, max);
+}
+
+bool KvcChartData::isLogarithmic() const { return m_logY; }
+
+void KvcChartData::setLogarithmic(bool logarithmic, const KvcResultsData &data)
+{
+    if (logarithmic == m_logY)
+        return;
+    if (!m_logAxis) {
+        m_logAxis = new QLogValueAxis(m_chart);
+        m_logAxis->setBase(10);
+        m_logAxis->setLabelFormat(QStringLiteral("%g"));
+        m_logAxis->setMinorTickCount(-1);
+        m_logAxis->setTitleText(m_yAxis->titleText());
+        m_logAxis->setTitleFont(m_yAxis->titleFont());
+        m_logAxis->setLabelsFont(m_yAxis->labelsFont());
+    }
+    QAbstractAxis *from = shownYAxis();
+    m_logY = logarithmic;
+    QAbstractAxis *to = shownYAxis();
+    for (const Line &line : qAsConst(m_lines))
+        line.series->detachAxis(from);
+    m_chart->removeAxis(from);
+    m_chart->addAxis(to, Qt::AlignLeft);
+    for (const Line &line : qAsConst(m_lines))
+        line.series->attachAxis(to);
+    m_layer->setYAxis(to);
+    m_rangesShown = false;
+    // The y range starts again from the rule, in the new scale.
+    if (m_ruleYKnown)
+        applyYRange(data, m_ruleYMin, m_ruleYMax);
+    else if (m_logY)
+        setYRange(1.0, 10.0);
+    m_yRangePending = false;
+    m_visibilityChanged = true;
+    m_dirty = true;
+}
 int KvcChartData::seriesCount() const { return m_lines.size(); }
 
 bool KvcChartData::isSeriesVisible(int series) const
@@ -618,23 +735,30 @@ int KvcChartData::hiddenCount() const
         [](const Line &line) { return !line.series->isVisible(); }));
 }
 
-void KvcChartData::visibleExtent(const KvcResultsData &data, double &min, double &max) const
+void KvcChartData::visibleExtent(const KvcResultsData &data, double &min, double &max,
+    double *minPositive, int *notPositive) const
 {
     KvcMinMaxIndex::Extent extent;
+    const int track = !m_graphic   ? -1
+        : m_graphic->trackId == -1 ? data.timeTrackId()
+                                   : m_graphic->trackId;
     for (const Line &line : m_lines) {
         const QVector<double> *xs = nullptr;
         const QVector<double> *ys = nullptr;
         if (!line.series->isVisible() || !source(data, line.component, xs, ys))
             continue;
-        if (const KvcMinMaxIndex *index
-            = data.simTrackedExtremes(m_graphic->trackId, line.component))
-            extent.add(index->extent(*ys, 0, ys->size()));
+        if (const KvcMinMaxIndex *index = data.simTrackedExtremes(track, line.component))
+            extent.add(index->extent(*ys, line.first, ys->size()));
     }
     // With every series hidden, the rule of them all.
     if (!extent.isEmpty()) {
         min = extent.min;
         max = extent.max;
     }
+    if (minPositive)
+        *minPositive = std::isfinite(extent.minPositive) ? extent.minPositive : 0.0;
+    if (notPositive)
+        *notPositive = extent.notPositive;
 }
 
 QString KvcChartData::seriesName(int series) const

@@ -9,7 +9,9 @@
 #include <QtCharts/QChartGlobal>
 
 QT_CHARTS_BEGIN_NAMESPACE
+class QAbstractAxis;
 class QChart;
+class QLogValueAxis;
 class QLineSeries;
 class QValueAxis;
 QT_CHARTS_END_NAMESPACE
@@ -97,10 +99,19 @@ public:
     /// graphic.
     bool isHeld() const { return m_held; }
     void resetRanges();
-    /// Scales the x or y range by `factor` around the value `around`.
+    /// Scales the x or y range by `factor` around the value `around` (in
+    /// the axis' own scale: a logarithmic one by decades).
     void zoom(Qt::Orientation orientation, double factor, double around);
-    /// Moves the ranges by dx and dy, in axis units.
+    /// Moves the ranges by dx and dy times their spans (in the axis' scale).
     void pan(double dx, double dy);
+
+    /// A logarithmic y axis (QLogValueAxis, decades) instead of the linear
+    /// one: values at or below 0 are not drawn and a note in the plot counts
+    /// them; the y range is the rule's from the smallest positive value;
+    /// columns are drawn in the axis' scale. Switching starts the y range
+    /// from the rule again.
+    bool isLogarithmic() const;
+    void setLogarithmic(bool logarithmic, const KvcResultsData &data);
 
     /// The series shown; a hidden one counts neither for the read-out nor
     /// for the y range. Decided here: while some series of a rule graphic
@@ -163,7 +174,16 @@ private:
     QRectF axisRanges() const;
     void placeHeldMark();
     int hiddenCount() const;
-    void visibleExtent(const KvcResultsData &data, double &min, double &max) const;
+    void visibleExtent(const KvcResultsData &data, double &min, double &max,
+        double *minPositive = nullptr, int *notPositive = nullptr) const;
+    QtCharts::QAbstractAxis *shownYAxis() const;
+    double yMin() const;
+    double yMax() const;
+    void setYRange(double min, double max);
+    void setYTitle(const QString &title);
+    // The y range [min, max] as shown: of the series shown, positive on a
+    // logarithmic axis.
+    void applyYRange(const KvcResultsData &data, double min, double max);
     // From `largest` points down (0: the default size) to the size at which
     // the titles fit the chart's size.
     void fitFonts(qreal largest);
@@ -205,6 +225,9 @@ private:
     bool m_rangesShown = false;
     bool m_held = false;
     QGraphicsSimpleTextItem *m_heldMark = nullptr;
+    QtCharts::QLogValueAxis *m_logAxis = nullptr;
+    bool m_logY = false;
+    QGraphicsSimpleTextItem *m_leftOutMark = nullptr;
     // What the rule gives the y axis, for a reset.
     bool m_ruleYKnown = false;
     double m_ruleYMin = 0.0;

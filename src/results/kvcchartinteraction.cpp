@@ -57,9 +57,12 @@ bool KvcChartInteraction::eventFilter(QObject *object, QEvent *event)
     case QEvent::MouseMove: {
         const auto *mouse = static_cast<QMouseEvent *>(event);
         if (m_panning) {
-            const QPointF from = valueAt(m_panFrom);
-            const QPointF to = valueAt(mouse->pos());
-            m_chart->pan(from.x() - to.x(), from.y() - to.y());
+            // In fractions of the plot, so that a logarithmic axis pans by
+            // decades as it shows them.
+            const QRectF plot = m_view->chart()->plotArea();
+            const QPoint moved = mouse->pos() - m_panFrom;
+            if (plot.width() > 0 && plot.height() > 0)
+                m_chart->pan(-moved.x() / plot.width(), moved.y() / plot.height());
             m_panFrom = mouse->pos();
             emit rangesChanged();
             return true;

@@ -2,8 +2,11 @@
 
 #include <QPainter>
 #include <QtCharts/QChart>
+#include <QtCharts/QLogValueAxis>
 #include <QtCharts/QValueAxis>
 #include <QtConcurrent/QtConcurrentRun>
+
+#include <cmath>
 
 QT_CHARTS_USE_NAMESPACE
 
@@ -14,7 +17,7 @@ constexpr qreal seriesZValue = 4;
 
 } // namespace
 
-KvcPlotLayer::KvcPlotLayer(QChart *chart, QValueAxis *xAxis, QValueAxis *yAxis)
+KvcPlotLayer::KvcPlotLayer(QChart *chart, QValueAxis *xAxis, QAbstractAxis *yAxis)
     : QGraphicsObject(chart)
     , m_chart(chart)
     , m_xAxis(xAxis)
@@ -96,7 +99,14 @@ void KvcPlotLayer::paint(QPainter *painter, const QStyleOptionGraphicsItem *, QW
         return;
     const QRectF plot = m_chart->plotArea();
     const double xSpan = m_xAxis->max() - m_xAxis->min();
-    const double ySpan = m_yAxis->max() - m_yAxis->min();
+    // In the axis' own scale: a logarithmic one places log10 of the values.
+    const auto *log = qobject_cast<const QLogValueAxis *>(m_yAxis);
+    if (bool(log) != m_shown.logY)
+        return; // drawn for the other kind of axis: wait for the next picture
+    const auto scale = [log](double v) { return log ? std::log10(v) : v; };
+    const double yAxisMin = scale(log ? log->min() : static_cast<QValueAxis *>(m_yAxis)->min());
+    const double yAxisMax = scale(log ? log->max() : static_cast<QValueAxis *>(m_yAxis)->max());
+    const double ySpan = yAxisMax - yAxisMin;
     if (plot.isEmpty() || !(xSpan > 0.0))
         return;
     // Where the ranges the picture was rendered for lie on the plot now.
@@ -105,8 +115,8 @@ void KvcPlotLayer::paint(QPainter *painter, const QStyleOptionGraphicsItem *, QW
     QRectF target(left, plot.top(), right - left, plot.height());
     const bool flat = !(m_shown.yMax > m_shown.yMin);
     if (ySpan > 0.0 && !flat) {
-        const double top = plot.top() + (m_yAxis->max() - m_shown.yMax) / ySpan * plot.height();
-        const double bottom = plot.top() + (m_yAxis->max() - m_shown.yMin) / ySpan * plot.height();
+        const double top = plot.top() + (yAxisMax - scale(m_shown.yMax)) / ySpan * plot.height();
+        const double bottom = plot.top() + (yAxisMax - scale(m_shown.yMin)) / ySpan * plot.height();
         target.setTop(top);
         target.setBottom(bottom);
     } else if (flat != !(ySpan > 0.0)) {

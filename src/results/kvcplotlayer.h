@@ -8,6 +8,7 @@
 #include <QtCharts/QChartGlobal>
 
 QT_CHARTS_BEGIN_NAMESPACE
+class QAbstractAxis;
 class QChart;
 class QValueAxis;
 QT_CHARTS_END_NAMESPACE
@@ -31,7 +32,10 @@ class KVC_TESTING_EXPORT KvcPlotLayer : public QGraphicsObject
     Q_OBJECT
 
 public:
-    KvcPlotLayer(QtCharts::QChart *chart, QtCharts::QValueAxis *xAxis, QtCharts::QValueAxis *yAxis);
+    KvcPlotLayer(
+        QtCharts::QChart *chart, QtCharts::QValueAxis *xAxis, QtCharts::QAbstractAxis *yAxis);
+    /// The y axis shown, linear (QValueAxis) or logarithmic (QLogValueAxis).
+    void setYAxis(QtCharts::QAbstractAxis *yAxis) { m_yAxis = yAxis; }
     ~KvcPlotLayer() override;
 
     void setFrame(const KvcPlotRenderer::Frame &frame);
@@ -58,7 +62,7 @@ private:
 
     QtCharts::QChart *m_chart;
     QtCharts::QValueAxis *m_xAxis;
-    QtCharts::QValueAxis *m_yAxis;
+    QtCharts::QAbstractAxis *m_yAxis;
     QFutureWatcher<QImage> m_watcher;
     KvcPlotRenderer::Frame m_latest;
     KvcPlotRenderer::Frame m_rendering;

@@ -4,6 +4,7 @@
 #include <QPolygonF>
 
 #include <cmath>
+#include <limits>
 
 namespace {
 
@@ -21,8 +22,12 @@ public:
         , halfPen(frame.penWidth * frame.devicePixelRatio / 2)
         , xScale(frame.pixels.width() / (frame.xMax - frame.xMin))
         , xMin(frame.xMin)
-        , yMax(frame.yMax)
-        , yScale(frame.yMax > frame.yMin ? frame.pixels.height() / (frame.yMax - frame.yMin) : 0.0)
+        , logY(frame.logY && frame.yMin > 0)
+        , yMax(logY ? std::log10(frame.yMax) : frame.yMax)
+        , yScale(frame.yMax > frame.yMin ? frame.pixels.height()
+                      / (logY ? std::log10(frame.yMax) - std::log10(frame.yMin)
+                              : frame.yMax - frame.yMin)
+                                         : 0.0)
         , yMiddle(frame.pixels.height() / 2.0)
         , plotHeight(frame.pixels.height())
     { }
@@ -41,8 +46,13 @@ public:
                 continue;
             }
             const double center = c + 0.5;
+            if (logY && !(column.extent.max > 0)) {
+                // Nothing drawable in the column.
+                vertex(c, QPointF(center, y(column.extent.max)));
+                continue;
+            }
             const double top = y(column.extent.max);
-            const double bottom = y(column.extent.min);
+            const double bottom = y(low(column.extent));
             if (bottom - top <= halfPen) {
                 // As thin as the pen: a point of the line covers the column,
                 // and the line its joins.
@@ -51,14 +61,14 @@ public:
             }
             // A rectangle covers the column's extent and its joins with the
             // neighbouring columns.
-            double low = column.extent.min;
+            double lowest = low(column.extent);
             double high = column.extent.max;
             if (c > 0 && columns.at(c - 1).count > 0)
-                widen(low, high, columns.at(c - 1).last);
+                widen(lowest, high, columns.at(c - 1).last);
             if (c + 1 < columns.size() && columns.at(c + 1).count > 0)
-                widen(low, high, columns.at(c + 1).first);
+                widen(lowest, high, columns.at(c + 1).first);
             const double rectTop = y(high);
-            const double rectBottom = y(low);
+            const double rectBottom = y(lowest);
             if (last.column != c - 1)
                 join(QPointF(center, y(column.first)));
             endLine();
@@ -84,8 +94,10 @@ private:
         QPointF point;
     };
 
-    static void widen(double &low, double &high, double value)
+    void widen(double &low, double &high, double value) const
     {
+        if (logY && !(value > 0))
+            return;
         if (value < low)
             low = value;
         if (value > high)
@@ -95,9 +107,20 @@ private:
     double x(double value) const { return qBound(-kFarAway, (value - xMin) * xScale, kFarAway); }
     double y(double value) const
     {
+        if (logY) {
+            // Not drawable on a logarithmic axis: a gap.
+            if (!(value > 0))
+                return std::numeric_limits<double>::quiet_NaN();
+            value = std::log10(value);
+        }
         if (yScale == 0.0)
             return yMiddle;
         return qBound(-kFarAway, (yMax - value) * yScale, kFarAway);
+    }
+    // A column's lowest drawable value.
+    double low(const KvcPlotColumns::Extent &extent) const
+    {
+        return logY ? extent.minPositive : extent.min;
     }
 
     // A point of the line, in column `c`.
@@ -111,7 +134,7 @@ private:
         }
         // A tall neighbour's rectangle covers the join; one further away
         // needs a line from its last sample.
-        if (last.tall && last.column != c - 1)
+        if (last.tall && last.column != c - 1 && !std::isnan(last.point.y()))
             line << last.point;
         line << point;
         last = {c, false, point};
@@ -121,7 +144,7 @@ private:
     {
         if (last.column < -2 || std::isnan(to.y()))
             return;
-        if (line.isEmpty())
+        if (line.isEmpty() && !std::isnan(last.point.y()))
             line << last.point;
         line << to;
     }
@@ -188,6 +211,7 @@ private:
     const double halfPen;
     const double xScale;
     const double xMin;
+    const bool logY;
     const double yMax;
     const double yScale;
     const double yMiddle;

@@ -42,6 +42,9 @@ public:
         double xMax = 1.0;
         double yMin = 0.0;
         double yMax = 1.0;
+        /// A logarithmic y axis: yMin > 0; values at or below 0 are gaps,
+        /// a column's lowest value is its smallest positive one.
+        bool logY = false;
         QVector<Series> series;
     };
 

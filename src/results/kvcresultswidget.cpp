@@ -218,6 +218,8 @@ void KvcResultsWidget::updateChartGraphic(int chartIndex, int graphicIndex)
         || graphicIndex >= graphics.size())
         return;
     charts[chartIndex]->setGraphic(graphics.at(graphicIndex), *m_resultData);
+    charts[chartIndex]->setLogarithmic(
+        logGraphics.contains(graphics.at(graphicIndex)), *m_resultData);
     scheduleFrame();
 }
 
@@ -238,6 +240,7 @@ void KvcResultsWidget::ruleInfoAvailable()
         }
     }
     charts[largeChart]->setGraphic(chosen, *m_resultData);
+    charts[largeChart]->setLogarithmic(logGraphics.contains(chosen), *m_resultData);
     scheduleFrame();
 }
 
@@ -523,6 +526,13 @@ void KvcResultsWidget::showChartMenu(int chart, const QPoint &globalPos)
         = menu->addAction(tr("Reset zoom"), this, [this, chart] { resetChartRanges(chart); });
     reset->setShortcut(Qt::Key_Home);
     reset->setEnabled(charts[chart]->isHeld());
+    const int graphic
+        = m_resultData->graphics().indexOf(const_cast<GraphicsData *>(charts[chart]->graphic()));
+    QAction *log = menu->addAction(tr("Logarithmic y axis"), this,
+        [this, chart, graphic](bool on) { setLogarithmic(graphic, on); });
+    log->setCheckable(true);
+    log->setChecked(charts[chart]->isLogarithmic());
+    log->setEnabled(graphic >= 0);
     menu->addSeparator();
     // Default names from the chart's title, in the folder last used.
     const QString title = charts[chart]->chart()->title();
@@ -546,4 +556,24 @@ void KvcResultsWidget::showChartMenu(int chart, const QPoint &globalPos)
     menu->addAction(tr("Copy data"), this,
         [this, chart] { QApplication::clipboard()->setText(QString::fromUtf8(chartData(chart))); });
     menu->popup(globalPos);
+}
+
+bool KvcResultsWidget::isLogarithmic(int graphicIndex) const
+{
+    return logGraphics.contains(m_resultData->graphics().value(graphicIndex));
+}
+
+void KvcResultsWidget::setLogarithmic(int graphicIndex, bool logarithmic)
+{
+    const GraphicsData *graphic = m_resultData->graphics().value(graphicIndex);
+    if (!graphic)
+        return;
+    if (logarithmic)
+        logGraphics.insert(graphic);
+    else
+        logGraphics.remove(graphic);
+    for (const auto &chart : charts)
+        if (chart->graphic() == graphic)
+            chart->setLogarithmic(logarithmic, *m_resultData);
+    scheduleFrame();
 }

@@ -7,6 +7,7 @@
 #include "ui_kvcresultswidget.h"
 
 #include <QDateTime>
+#include <QSet>
 #include <QSharedPointer>
 #include <QWidget>
 
@@ -106,7 +107,8 @@ public:
     /// nearest samples under the mouse, legend entries that hide and show
     /// their series, wheel zoom, drag to pan, a reset (double-click, Home),
     /// and a context menu (right button, Menu key, Shift+F10) with "Reset
-    /// zoom", "Save image…", "Copy image", "Export data…" and "Copy data".
+    /// zoom", "Logarithmic y axis", "Save image…", "Copy image", "Export
+    /// data…" and "Copy data".
     /// The functions below do the same for a host without the menu; a chart
     /// index out of range does nothing and fails.
     static constexpr int ChartCount = 4;
@@ -122,6 +124,11 @@ public:
     /// the same written to a file through QSaveFile.
     QByteArray chartData(int chart) const;
     bool exportChartData(int chart, const QString &fileName, QString *error = nullptr);
+    /// Whether graphic `graphicIndex` of the results data is shown on a
+    /// logarithmic y axis, on every chart that shows it (the context menu's
+    /// "Logarithmic y axis"); a host may keep the choice and set it again.
+    bool isLogarithmic(int graphicIndex) const;
+    void setLogarithmic(int graphicIndex, bool logarithmic);
     /// Whether the user's zoom holds the chart's ranges, and the reset.
     bool isChartHeld(int chart) const;
     void resetChartRanges(int chart);
@@ -159,6 +166,7 @@ private:
     // the large chart, which the first rule graphic fills.
     std::array<QtCharts::QChartView *, ChartCount> views {};
     std::array<std::unique_ptr<KvcChartData>, ChartCount> charts;
+    QSet<const GraphicsData *> logGraphics;
 
     KvcRunProgress *progress = nullptr;
     std::unique_ptr<KvcLogBuffer> logBuffer;

@@ -20,6 +20,7 @@
 #include <QtCharts/QLegend>
 #include <QtCharts/QLegendMarker>
 #include <QtCharts/QLineSeries>
+#include <QtCharts/QLogValueAxis>
 #include <QtCharts/QValueAxis>
 #include <QtTest>
 
@@ -150,6 +151,14 @@ bool drop(QWidget *target, const QByteArray &payload, const QString &format = mi
     return enter.isAccepted() && dropEvent.isAccepted();
 }
 
+KvcPlotLayer *layerOf(QChartView *view)
+{
+    for (QGraphicsItem *item : view->scene()->items())
+        if (auto *layer = qobject_cast<KvcPlotLayer *>(item->toGraphicsObject()))
+            return layer;
+    return nullptr;
+}
+
 // Where value (x, y) of a chart lies in its view's viewport.
 QPoint pointOf(QChartView *view, const QPointF &value)
 {
@@ -179,14 +188,16 @@ struct ShownVector : Fixture {
         QApplication::sendEvent(ul->viewport(), &event);
     }
     QString readOut() const { return ul->findChild<KvcChartInteraction *>()->readOut(); }
-    bool held() const
+    // Whether a note with `text` shows in the plot.
+    bool noted(const QString &text) const
     {
         for (QGraphicsItem *item : ul->scene()->items())
-            if (auto *text = dynamic_cast<QGraphicsSimpleTextItem *>(item))
-                if (text->text() == QLatin1String("Zoom held"))
-                    return text->isVisible();
+            if (auto *note = dynamic_cast<QGraphicsSimpleTextItem *>(item))
+                if (note->text() == text)
+                    return note->isVisible();
         return false;
     }
+    bool held() const { return noted("Zoom held"); }
 
     QChartView *ul = nullptr;
     bool ok = false;
@@ -226,6 +237,7 @@ private slots:
     void dataExportReadsBackExactly_data();
     void dataExportReadsBackExactly();
     void contextMenuExportsThroughAFileDialog();
+    void logarithmicAxisLeavesOutWhatItCannotShow();
 };
 
 void TestKvcResultsWidget::formShowsTheStatusAndTheSpecialGraphics()
@@ -467,10 +479,7 @@ void TestKvcResultsWidget::longHistoriesShowEveryColumnsExtremes()
     const QPointF x = xRange(ul);
 
     // Once the frame for these ranges is drawn.
-    KvcPlotLayer *layer = nullptr;
-    for (QGraphicsItem *item : ul->scene()->items())
-        if (auto *found = qobject_cast<KvcPlotLayer *>(item->toGraphicsObject()))
-            layer = found;
+    KvcPlotLayer *layer = layerOf(ul);
     QVERIFY(layer);
     QTRY_VERIFY(!layer->isRendering() && layer->shownFrame().xMin == x.x()
         && layer->shownFrame().xMax == x.y() && layer->shownFrame().series.size() == 3);
@@ -758,11 +767,10 @@ void TestKvcResultsWidget::zoomHoldsUntilReset()
     }
     for (int i = 101; i <= 200; ++i)
         QVERIFY(f.feed(i, i, {KvCommClientTrackedData(U, {i + 0.5, 2 * i + 0.5, 3 * i + 0.5})}));
-    QTest::qWait(100);
+    QTRY_VERIFY(f.view->isChartHeld(3) && f.held());
+    QTest::qWait(200);
     QCOMPARE(xRange(f.ul), x);
     QCOMPARE(yRange(f.ul), y);
-    QVERIFY(f.view->isChartHeld(3));
-    QTRY_VERIFY(f.held());
 
     if (reset == "home") {
         f.ul->setFocus();
@@ -871,4 +879,34 @@ void TestKvcResultsWidget::contextMenuExportsThroughAFileDialog()
     QVERIFY(written.open(QIODevice::ReadOnly));
     QCOMPARE(written.readAll(), f.view->chartData(3));
     QCOMPARE(f.view->chartImage(3).size(), f.ul->size() * f.ul->devicePixelRatioF());
+}
+
+void TestKvcResultsWidget::logarithmicAxisLeavesOutWhatItCannotShow()
+{
+    ShownVector f(100);
+    QVERIFY(f.ok);
+    QVERIFY(f.feed(101, 101, {KvCommClientTrackedData(U, {-1, 0, 5})}));
+    QTRY_COMPARE(yRange(f.ul), QPointF(-1, 300.5));
+    f.view->setLogarithmic(graphicOf(U), true);
+    QVERIFY(f.view->isLogarithmic(graphicOf(U)) && !f.view->isLogarithmic(graphicOf(P)));
+    auto *log = qobject_cast<QLogValueAxis *>(f.ul->chart()->axes(Qt::Vertical).value(0));
+    QVERIFY(log);
+    // From the smallest positive value stored.
+    QTRY_COMPARE(QPointF(log->min(), log->max()), QPointF(1.5, 300.5));
+    QTRY_VERIFY(f.noted("Values at or below 0 not drawn: 2"));
+    KvcPlotLayer *layer = layerOf(f.ul);
+    QTRY_VERIFY(layer && layer->shownFrame().logY && layer->shownFrame().yMin == 1.5);
+    // The read-out shows what is stored, drawn or not.
+    f.send(QEvent::MouseMove, Qt::NoButton, QPointF(100.8, 10));
+    QCOMPARE(f.readOut(), QString("u [1]  101, -1\nu [2]  101, 0\nu [3]  101, 5"));
+
+    // A zoom on it goes by decades; back to linear, the rule's range again.
+    QWheelEvent wheel(pointOf(f.ul, {50, 10}), QPointF(), QPoint(), QPoint(0, 120), Qt::NoButton,
+        Qt::ControlModifier, Qt::NoScrollPhase, false);
+    QApplication::sendEvent(f.ul->viewport(), &wheel);
+    QVERIFY(qFuzzyCompare(std::log10(log->max() / log->min()), 0.8 * std::log10(300.5 / 1.5)));
+    f.view->setLogarithmic(graphicOf(U), false);
+    QVERIFY(axis(f.ul, Qt::Vertical));
+    QTRY_COMPARE(yRange(f.ul), QPointF(-1, 300.5));
+    QTRY_VERIFY(!f.noted("Values at or below 0 not drawn: 2"));
 }
