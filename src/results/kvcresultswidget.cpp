@@ -49,7 +49,6 @@ KvcResultsWidget::KvcResultsWidget(KvcActionManager *actMgr,
 {
     setupUi(this);
     setAcceptDrops(true);
-    logBuffer = std::make_unique<KvcLogBuffer>(logTed);
     frameTimer->setSingleShot(true);
     frameTimer->setInterval(KvcFrameScheduler::FrameIntervalMs);
     connect(frameTimer, &QTimer::timeout, this, &KvcResultsWidget::flushFrame);
@@ -272,7 +271,7 @@ void KvcResultsWidget::executionStatusChanged(KvcActionManager::ExecutionStatus 
 
 void KvcResultsWidget::appendLogMsg(int level, const QString &msg)
 {
-    logBuffer->append(level, msg);
+    logTed->logBuffer()->append(level, msg);
     scheduleFrame();
 }
 
@@ -310,7 +309,7 @@ void KvcResultsWidget::flushFrame()
     }
     for (int i = 0; i < largeChart; ++i)
         charts[i]->setFontCap(smallest);
-    logBuffer->flush();
+    logTed->logBuffer()->flush();
     const bool dirty = std::any_of(
         charts.cbegin(), charts.cend(), [](const auto &chart) { return chart->isDirty(); });
     if (dirty)

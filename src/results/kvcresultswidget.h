@@ -14,7 +14,6 @@
 
 class KvcChartData;
 class KvcFrameScheduler;
-class KvcLogBuffer;
 class QDropEvent;
 class QTimer;
 
@@ -53,11 +52,14 @@ class QTimer;
 ///   chart keeps its previous picture until its columns are rebuilt from the
 ///   history. Nothing stored is dropped: the results data keeps every sample;
 /// - log messages are written once per frame, one insertion per run of
-///   messages of the same colour (KvcLogBuffer). The log keeps the newest
-///   50 000 lines (or 4 Mi characters); a grey line at its top says how many
-///   earlier lines were dropped. Levels 0..7 take their colour (black, black,
-///   black, blue, red, red, dark green, dark green); -1 (raw process output)
-///   and any level outside -1..7 keep the previous colour.
+///   messages of the same level (KvcLogBuffer). The log keeps its first
+///   2 000 lines (or 256 Ki characters) and its newest lines, 50 000 lines
+///   (or 4 Mi characters) in all; a grey line between them says how many
+///   lines were dropped. Levels 0..7 take their colour (black, black, black,
+///   blue, red, red, dark green, dark green); -1 (raw process output) and any
+///   level outside -1..7 keep the previous colour. The log can be searched,
+///   filtered by level and saved, and it follows its end only while it is
+///   scrolled to it (KvcLogEdit).
 ///
 /// Decided here where the behaviour is otherwise open:
 /// - a null results data pointer is replaced by an empty results data of the
@@ -114,7 +116,6 @@ private:
     std::array<QtCharts::QChartView *, ChartCount> views {};
     std::array<std::unique_ptr<KvcChartData>, ChartCount> charts;
 
-    std::unique_ptr<KvcLogBuffer> logBuffer;
     QTimer *frameTimer = nullptr;
     std::unique_ptr<KvcFrameScheduler> scheduler;
     // A chart's repaint is being timed: its paint event passes the filter.
