@@ -6,7 +6,6 @@
 
 #include <QAction>
 #include <QApplication>
-#include <QCheckBox>
 #include <QComboBox>
 #include <QContextMenuEvent>
 #include <QDir>
@@ -61,7 +60,7 @@ KvcLogEdit::KvcLogEdit(QWidget *parent)
     connect(m_levelCmb, QOverload<int>::of(&QComboBox::currentIndexChanged), this,
         [this](int index) { m_buffer->setMaxLevel(shownLevels[qMax(0, index)]); });
     connect(m_findLed, &QLineEdit::textChanged, m_finder, &KvcLogFinder::setPattern);
-    connect(m_findCaseChk, &QCheckBox::toggled, m_finder, &KvcLogFinder::setCaseSensitive);
+    connect(m_findCaseBtn, &QToolButton::toggled, m_finder, &KvcLogFinder::setCaseSensitive);
     connect(m_findNextBtn, &QToolButton::clicked, m_finder, &KvcLogFinder::next);
     connect(m_findPrevBtn, &QToolButton::clicked, m_finder, &KvcLogFinder::previous);
     connect(m_findCloseBtn, &QToolButton::clicked, this, &KvcLogEdit::closeFindBar);
@@ -84,10 +83,12 @@ KvcLogEdit::KvcLogEdit(QWidget *parent)
         openFindBar();
         m_finder->previous();
     });
-    auto close = new QAction(this);
-    close->setShortcut(Qt::Key_Escape);
-    connect(close, &QAction::triggered, this, &KvcLogEdit::closeFindBar);
-    for (QAction *action : {m_findAction, next, previous, close}) {
+    // Escape is the find bar's only while it is open.
+    m_closeAction = new QAction(this);
+    m_closeAction->setShortcut(Qt::Key_Escape);
+    m_closeAction->setEnabled(false);
+    connect(m_closeAction, &QAction::triggered, this, &KvcLogEdit::closeFindBar);
+    for (QAction *action : {m_findAction, next, previous, m_closeAction}) {
         action->setShortcutContext(Qt::WidgetWithChildrenShortcut);
         addAction(action);
     }
@@ -109,10 +110,15 @@ void KvcLogEdit::buildBars()
     m_findLed->setClearButtonEnabled(true);
     m_findLed->installEventFilter(this);
     m_findLbl->setBuddy(m_findLed);
+    m_findLed->setMinimumWidth(m_findLed->fontMetrics().averageCharWidth() * 12);
+    // Arrows and "Aa", their words in the tooltips: the bar fits a narrow log.
     m_findPrevBtn = toolButton(m_findBar, "findPrevBtn");
+    m_findPrevBtn->setArrowType(Qt::UpArrow);
     m_findNextBtn = toolButton(m_findBar, "findNextBtn");
-    m_findCaseChk = new QCheckBox(m_findBar);
-    m_findCaseChk->setObjectName(QStringLiteral("findCaseChk"));
+    m_findNextBtn->setArrowType(Qt::DownArrow);
+    m_findCaseBtn = toolButton(m_findBar, "findCaseBtn");
+    m_findCaseBtn->setCheckable(true);
+    m_findCaseBtn->setText(QStringLiteral("Aa"));
     m_findCountLbl = new QLabel(m_findBar);
     m_findCountLbl->setObjectName(QStringLiteral("findCountLbl"));
     m_findCloseBtn = toolButton(m_findBar, "findCloseBtn");
@@ -121,8 +127,9 @@ void KvcLogEdit::buildBars()
     find->addWidget(m_findLed, 1);
     find->addWidget(m_findPrevBtn);
     find->addWidget(m_findNextBtn);
-    find->addWidget(m_findCaseChk);
-    find->addWidget(m_findCountLbl, 1);
+    find->addWidget(m_findCaseBtn);
+    find->addWidget(m_findCountLbl);
+    find->addStretch(1);
     find->addWidget(m_findCloseBtn);
     m_findBar->hide();
 
@@ -150,22 +157,22 @@ void KvcLogEdit::buildBars()
 void KvcLogEdit::retranslate()
 {
     m_findLbl->setText(tr("&Find:"));
-    m_findPrevBtn->setText(tr("Previous"));
     m_findPrevBtn->setToolTip(tr("Previous match (Shift+Enter, Shift+F3)"));
-    m_findNextBtn->setText(tr("Next"));
     m_findNextBtn->setToolTip(tr("Next match (Enter, F3)"));
-    m_findCaseChk->setText(tr("Match case"));
+    m_findCaseBtn->setToolTip(tr("Match case"));
     m_findCloseBtn->setToolTip(tr("Close the find bar (Esc)"));
     m_levelLbl->setText(tr("&Show:"));
     const QString levels[] = {tr("All messages"), tr("Info and above"), tr("Notices and above"),
         tr("Warnings and above"), tr("Errors only")};
     for (int i = 0; i < int(std::size(levels)); ++i)
         m_levelCmb->setItemText(i, levels[i]);
-    m_followBtn->setText(tr("\u2193 Follow new messages"));
+    m_levelCmb->setToolTip(tr("Text without a level, such as the simulator's own output before "
+                              "a monitoring server sends the log, is always shown."));
+    m_followBtn->setText(tr("↓ Follow new messages"));
     m_followBtn->setToolTip(
         tr("The log stays where you scrolled to. Click to follow its end again."));
-    m_findAction->setText(tr("Find\u2026"));
-    m_saveAction->setText(tr("Save log\u2026"));
+    m_findAction->setText(tr("Find…"));
+    m_saveAction->setText(tr("Save log…"));
     updateCount();
 }
 
@@ -214,6 +221,7 @@ void KvcLogEdit::openFindBar()
 {
     if (!m_findBar->isVisibleTo(this)) {
         m_findBar->show();
+        m_closeAction->setEnabled(true);
         setViewportMargins(0, m_findBar->sizeHint().height(), 0, m_levelBar->sizeHint().height());
         placeBars();
         m_finder->setPattern(m_findLed->text());
@@ -228,6 +236,7 @@ void KvcLogEdit::closeFindBar()
     if (!m_findBar->isVisibleTo(this))
         return;
     m_findBar->hide();
+    m_closeAction->setEnabled(false);
     setViewportMargins(0, 0, 0, m_levelBar->sizeHint().height());
     placeBars();
     // A closed bar costs nothing while the log grows.

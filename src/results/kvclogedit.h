@@ -8,7 +8,6 @@
 
 class KvcLogBuffer;
 class KvcLogFinder;
-class QCheckBox;
 class QComboBox;
 class QLabel;
 class QLineEdit;
@@ -26,8 +25,8 @@ class QToolButton;
 ///   messages, info, notices, warnings or errors and worse).
 /// - Ctrl+F or "Find…" in the context menu opens a find bar above the text:
 ///   matches counted and highlighted, Enter / F3 the next, Shift+Enter /
-///   Shift+F3 the previous, case-insensitive unless "Match case"; Escape or
-///   its close button closes it.
+///   Shift+F3 the previous, case-insensitive unless "Aa" (match case) is on;
+///   Escape or its close button closes it.
 /// - "Save log…" in the context menu (besides Copy and Select All) writes the
 ///   kept log of every level as UTF-8 text through QSaveFile; a failure is
 ///   reported in a critical message box, and leaves no file behind.
@@ -71,7 +70,7 @@ private:
     QLineEdit *m_findLed = nullptr;
     QToolButton *m_findPrevBtn = nullptr;
     QToolButton *m_findNextBtn = nullptr;
-    QCheckBox *m_findCaseChk = nullptr;
+    QToolButton *m_findCaseBtn = nullptr;
     QLabel *m_findCountLbl = nullptr;
     QToolButton *m_findCloseBtn = nullptr;
     QWidget *m_levelBar = nullptr;
@@ -80,4 +79,5 @@ private:
     QToolButton *m_followBtn = nullptr;
     QAction *m_findAction = nullptr;
     QAction *m_saveAction = nullptr;
+    QAction *m_closeAction = nullptr;
 };
