@@ -291,7 +291,9 @@ void KvcLogBuffer::flush()
         edit.removeSelectedText();
         m_docTrim = 0;
     }
-    if (m_droppedShown != m_dropped)
+    // The notice goes after the whole beginning: nothing is inserted before
+    // it later, so it stays a block of its own.
+    if (m_droppedShown != m_dropped && m_head.shown == m_head.text.size())
         showNotice(doc);
     edit.endEditBlock();
 

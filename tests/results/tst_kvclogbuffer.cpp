@@ -378,23 +378,28 @@ void TestKvcLogBuffer::restIsNotFlushedIntoADeletedBuffer()
 
 void TestKvcLogBuffer::keepsTheBeginningAndTheNewestLines_data()
 {
+    QTest::addColumn<int>("maxLines");
     QTest::addColumn<int>("headLines");
     QTest::addColumn<int>("headChars");
     QTest::addColumn<int>("total");
     QTest::addColumn<int>("flushEvery"); // 0: once, at the end
     QTest::addColumn<int>("kept"); // lines of the beginning
 
-    // A bound of 100 lines; "line 000123\n" is 12 characters.
-    QTest::newRow("beginning by lines, many trims after it") << 20 << 100000 << 1000 << 10 << 20;
+    // "line 000123\n" is 12 characters.
+    QTest::newRow("beginning by lines, many trims after it")
+        << 100 << 20 << 100000 << 1000 << 10 << 20;
     QTest::newRow("beginning by characters: the whole lines within them")
-        << 50 << 12 * 7 + 5 << 1000 << 10 << 7;
+        << 100 << 50 << 12 * 7 + 5 << 1000 << 10 << 7;
     QTest::newRow("GUI fell behind: the beginning is still written first")
-        << 20 << 100000 << 1000 << 0 << 20;
-    QTest::newRow("under the bound: no notice") << 20 << 100000 << 90 << 7 << 20;
+        << 100 << 20 << 100000 << 1000 << 0 << 20;
+    QTest::newRow("a beginning of several frames, written while lines are dropped")
+        << 3000 << 1500 << 100000 << 9000 << 1500 << 1500;
+    QTest::newRow("under the bound: no notice") << 100 << 20 << 100000 << 90 << 7 << 20;
 }
 
 void TestKvcLogBuffer::keepsTheBeginningAndTheNewestLines()
 {
+    QFETCH(int, maxLines);
     QFETCH(int, headLines);
     QFETCH(int, headChars);
     QFETCH(int, total);
@@ -402,7 +407,7 @@ void TestKvcLogBuffer::keepsTheBeginningAndTheNewestLines()
     QFETCH(int, kept);
 
     QTextEdit edit;
-    KvcLogBuffer buffer(&edit, 100, 100000, headLines, headChars);
+    KvcLogBuffer buffer(&edit, maxLines, 100000, headLines, headChars);
     for (int i = 0; i < total; ++i) {
         buffer.append(i % 3 ? -1 : 4, numbered(i));
         if (flushEvery && (i + 1) % flushEvery == 0)
