@@ -30,13 +30,17 @@ QString countText(const KvcLogEdit &edit)
     return edit.findChild<QLabel *>("findCountLbl")->text();
 }
 
-// A log with a kept beginning, dropped lines, every level and text in two
-// and three bytes of UTF-8.
+// Text in two and three bytes of UTF-8.
+QString stepLine(int i)
+{
+    return QStringLiteral("step %1: Wärme fließt, ΔT = %2 °C\n").arg(i).arg(i % 7);
+}
+
+// Every level, -1 included, in turn.
 void fill(KvcLogBuffer *log, int lines)
 {
     for (int i = 0; i < lines; ++i)
-        log->append(
-            i % 9 - 1, QStringLiteral("step %1: Wärme fließt, ΔT = %2 °C\n").arg(i).arg(i % 7));
+        log->append(i % 9 - 1, stepLine(i));
     QTRY_VERIFY((log->flush(), log->isEmpty()));
 }
 
@@ -86,8 +90,7 @@ void TestKvcLogEdit::findKeepsItsMatchesWhileTheLogChanges()
     // Lines in pieces, flushed now and then: writes, drops and a new notice
     // each change the document somewhere else.
     for (int i = 0; i < 2000; ++i) {
-        const QString line
-            = QStringLiteral("step %1: Wärme fließt, ΔT = %2 °C\n").arg(i).arg(i % 7);
+        const QString line = stepLine(i);
         log.append(i % 9 - 1, line.left(i % 11));
         log.append(-1, line.mid(i % 11));
         if (i == 1000)
