@@ -105,6 +105,101 @@ Simulation beenden und schließen?</translation>
     </message>
 </context>
 <context>
+    <name>KvcLogEdit</name>
+    <message>
+        <source>&amp;Find:</source>
+        <translation>&amp;Suchen:</translation>
+    </message>
+    <message>
+        <source>Previous match (Shift+Enter, Shift+F3)</source>
+        <translation>Vorheriger Treffer (Umschalt+Eingabe, Umschalt+F3)</translation>
+    </message>
+    <message>
+        <source>Next match (Enter, F3)</source>
+        <translation>Nächster Treffer (Eingabe, F3)</translation>
+    </message>
+    <message>
+        <source>Match case</source>
+        <translation>Groß-/Kleinschreibung beachten</translation>
+    </message>
+    <message>
+        <source>Close the find bar (Esc)</source>
+        <translation>Suchleiste schließen (Esc)</translation>
+    </message>
+    <message>
+        <source>&amp;Show:</source>
+        <translation>&amp;Anzeigen:</translation>
+    </message>
+    <message>
+        <source>All messages</source>
+        <translation>Alle Meldungen</translation>
+    </message>
+    <message>
+        <source>Info and above</source>
+        <translation>Info und wichtiger</translation>
+    </message>
+    <message>
+        <source>Notices and above</source>
+        <translation>Hinweise und wichtiger</translation>
+    </message>
+    <message>
+        <source>Warnings and above</source>
+        <translation>Warnungen und wichtiger</translation>
+    </message>
+    <message>
+        <source>Text without a level, such as the simulator&apos;s own output before a monitoring server sends the log, is always shown.</source>
+        <translation>Text ohne Stufe, etwa die eigene Ausgabe des Simulators, bevor ein Überwachungsserver das Protokoll sendet, wird immer angezeigt.</translation>
+    </message>
+    <message>
+        <source>Errors only</source>
+        <translation>Nur Fehler</translation>
+    </message>
+    <message>
+        <source>↓ Follow new messages</source>
+        <translation>↓ Neuen Meldungen folgen</translation>
+    </message>
+    <message>
+        <source>The log stays where you scrolled to. Click to follow its end again.</source>
+        <translation>Das Protokoll bleibt, wohin Sie gescrollt haben. Klicken Sie, um wieder seinem Ende zu folgen.</translation>
+    </message>
+    <message>
+        <source>Find…</source>
+        <translation>Suchen…</translation>
+    </message>
+    <message>
+        <source>Save log…</source>
+        <translation>Protokoll speichern…</translation>
+    </message>
+    <message>
+        <source>No matches</source>
+        <translation>Keine Treffer</translation>
+    </message>
+    <message>
+        <source>Matches: %1</source>
+        <translation>Treffer: %1</translation>
+    </message>
+    <message>
+        <source>%1 of %2</source>
+        <translation>%1 von %2</translation>
+    </message>
+    <message>
+        <source>The log could not be saved to %1: %2</source>
+        <translation>Das Protokoll konnte nicht unter %1 gespeichert werden: %2</translation>
+    </message>
+    <message>
+        <source>Save log</source>
+        <translation>Protokoll speichern</translation>
+    </message>
+    <message>
+        <source>Text files (*.txt);;All files (*)</source>
+        <translation>Textdateien (*.txt);;Alle Dateien (*)</translation>
+    </message>
+    <message>
+        <source>Error...</source>
+        <translation>Fehler...</translation>
+    </message>
+</context>
+<context>
     <name>KvcLuaFileWidget</name>
     <message>
         <source>Error...</source>

@@ -682,6 +682,8 @@ void KvcChartData::setLogarithmic(bool logarithmic, const KvcResultsData &data)
     for (const Line &line : qAsConst(m_lines))
         line.series->detachAxis(from);
     m_chart->removeAxis(from);
+    // Qt Charts gives a removed axis up; the chart keeps it for next time.
+    from->setParent(m_chart);
     m_chart->addAxis(to, Qt::AlignLeft);
     for (const Line &line : qAsConst(m_lines))
         line.series->attachAxis(to);

@@ -64,7 +64,6 @@ KvcResultsWidget::KvcResultsWidget(KvcActionManager *actMgr,
     setAcceptDrops(true);
     progress = new KvcRunProgress(frame);
     formLayout_2->addRow(progress->caption(), progress);
-    logBuffer = std::make_unique<KvcLogBuffer>(logTed);
     frameTimer->setSingleShot(true);
     frameTimer->setInterval(KvcFrameScheduler::FrameIntervalMs);
     connect(frameTimer, &QTimer::timeout, this, &KvcResultsWidget::flushFrame);
@@ -308,7 +307,7 @@ void KvcResultsWidget::executionStatusChanged(KvcActionManager::ExecutionStatus 
 
 void KvcResultsWidget::appendLogMsg(int level, const QString &msg)
 {
-    logBuffer->append(level, msg);
+    logTed->logBuffer()->append(level, msg);
     scheduleFrame();
 }
 
@@ -348,7 +347,7 @@ void KvcResultsWidget::flushFrame()
     }
     for (int i = 0; i < largeChart; ++i)
         charts[i]->setFontCap(smallest);
-    logBuffer->flush();
+    logTed->logBuffer()->flush();
     const bool dirty = std::any_of(
         charts.cbegin(), charts.cend(), [](const auto &chart) { return chart->isDirty(); });
     if (dirty)
@@ -363,32 +362,8 @@ KvcRunView KvcResultsWidget::record()
     const QVector<GraphicsData *> &graphics = m_resultData->graphics();
     for (const auto &chart : charts)
         view.chartGraphics.append(graphics.indexOf(const_cast<GraphicsData *>(chart->graphic())));
-    while (!logBuffer->isEmpty())
-        logBuffer->flush();
-    const auto levelOf = [](const QTextCharFormat &format) {
-        if (format.foreground().style() == Qt::NoBrush)
-            return -1;
-        for (int level = 0; level < 8; ++level) {
-            if (KvcLogBuffer::levelColor(level) == format.foreground().color())
-                return level;
-        }
-        return -1;
-    };
-    const auto add = [&view](int level, const QString &text) {
-        if (!view.log.isEmpty() && view.log.last().level == level)
-            view.log.last().text += text;
-        else
-            view.log.append({level, text});
-    };
-    for (QTextBlock block = logTed->document()->begin(); block.isValid(); block = block.next()) {
-        int level = view.log.isEmpty() ? -1 : view.log.last().level;
-        for (auto it = block.begin(); !it.atEnd(); ++it) {
-            level = levelOf(it.fragment().charFormat());
-            add(level, it.fragment().text());
-        }
-        if (block.next().isValid())
-            add(level, QStringLiteral("\n"));
-    }
+    for (const KvcLogBuffer::Run &run : logTed->logBuffer()->runs())
+        view.log.append({run.level, run.text});
     return view;
 }
 
@@ -417,7 +392,7 @@ void KvcResultsWidget::showRecord(const KvcRunView &view)
             updateChartGraphic(i, g);
     }
     for (const KvcRunLogMessage &message : view.log)
-        logBuffer->append(message.level, message.text);
+        logTed->logBuffer()->append(message.level, message.text);
     scheduleFrame();
 }
 

@@ -16,7 +16,6 @@
 
 class KvcChartData;
 class KvcFrameScheduler;
-class KvcLogBuffer;
 class KvcRunProgress;
 class QDropEvent;
 class QTimer;
@@ -56,11 +55,14 @@ class QTimer;
 ///   picture, placed on the new ranges, until the new one is painted. Nothing
 ///   stored is dropped: the results data keeps every sample;
 /// - log messages are written once per frame, one insertion per run of
-///   messages of the same colour (KvcLogBuffer). The log keeps the newest
-///   50 000 lines (or 4 Mi characters); a grey line at its top says how many
-///   earlier lines were dropped. Levels 0..7 take their colour (black, black,
-///   black, blue, red, red, dark green, dark green); -1 (raw process output)
-///   and any level outside -1..7 keep the previous colour.
+///   messages of the same level (KvcLogBuffer). The log keeps its first
+///   2 000 lines (or 256 Ki characters) and its newest lines, 50 000 lines
+///   (or 4 Mi characters) in all; a grey line between them says how many
+///   lines were dropped. Levels 0..7 take their colour (black, black, black,
+///   blue, red, red, dark green, dark green); -1 (raw process output) and any
+///   level outside -1..7 keep the previous colour. The log can be searched,
+///   filtered by level and saved, and it follows its end only while it is
+///   scrolled to it (KvcLogEdit).
 ///
 /// Decided here where the behaviour is otherwise open:
 /// - a null results data pointer is replaced by an empty results data of the
@@ -92,9 +94,8 @@ public:
 
     /// What the view shows besides its results data, for KvcRunFile::save():
     /// its status and when it came, the graphic of each chart, and the log
-    /// as the view keeps it (waiting messages written first; each run of one
-    /// colour becomes one message of the lowest level with that colour, text
-    /// in no level's colour level -1).
+    /// as the view keeps it, whatever its filter shows (each run of one level
+    /// one message; the notice of dropped lines as text without a level).
     KvcRunView record();
     /// Shows a run read from a file: the status and its time, the header from
     /// the results data's store, the charts' graphics (indexes that are not
@@ -169,7 +170,6 @@ private:
     QSet<const GraphicsData *> logGraphics;
 
     KvcRunProgress *progress = nullptr;
-    std::unique_ptr<KvcLogBuffer> logBuffer;
     QTimer *frameTimer = nullptr;
     std::unique_ptr<KvcFrameScheduler> scheduler;
     // A chart's repaint is being timed: its paint event passes the filter.

@@ -58,8 +58,7 @@ class TestKvcLogBuffer : public QObject
 private slots:
     void colours_data();
     void colours();
-    void mergesMessagesOfTheSameColourIntoOneRun();
-    void flushInsertsAtTheCursorAndScrollsToIt();
+    void flushAppendsAtTheEndWhereverTheCursorIs();
     void boundKeepsTheNewestLinesAndCountsTheOthers_data();
     void boundKeepsTheNewestLinesAndCountsTheOthers();
     void trimsInChunksNotPerMessage();
@@ -71,6 +70,12 @@ private slots:
     void flushWritesAFrameAtATimeAndTheRestFollows();
     void restIsNotFlushedIntoADeletedBuffer_data();
     void restIsNotFlushedIntoADeletedBuffer();
+    void keepsTheBeginningAndTheNewestLines_data();
+    void keepsTheBeginningAndTheNewestLines();
+    void filterShowsTheChosenLevelsAndWhatFollowsThem_data();
+    void filterShowsTheChosenLevelsAndWhatFollowsThem();
+    void dropsWhileFilteredLeaveWhatARebuildShows();
+    void followsTheEndUntilTheUserScrollsAway();
 };
 
 void TestKvcLogBuffer::colours_data()
@@ -112,22 +117,9 @@ void TestKvcLogBuffer::colours()
     QCOMPARE(runsOf(edit), expected);
 }
 
-void TestKvcLogBuffer::mergesMessagesOfTheSameColourIntoOneRun()
+void TestKvcLogBuffer::flushAppendsAtTheEndWhereverTheCursorIs()
 {
-    QTextEdit edit;
-    KvcLogBuffer buffer(&edit);
-    for (int i = 0; i < 1000; ++i)
-        buffer.append(i % 2 ? 4 : 5, QStringLiteral("line %1\n").arg(i));
-    QCOMPARE(buffer.pendingRuns(), 1);
-    buffer.append(-1, "raw\n");
-    QCOMPARE(buffer.pendingRuns(), 1);
-    buffer.append(6, "done\n");
-    QCOMPARE(buffer.pendingRuns(), 2);
-    QVERIFY(edit.toPlainText().isEmpty());
-}
-
-void TestKvcLogBuffer::flushInsertsAtTheCursorAndScrollsToIt()
-{
+    // The user clicked into the log: the next message still goes at its end.
     QTextEdit edit;
     edit.resize(200, 60);
     edit.setPlainText("head\ntail");
@@ -143,8 +135,8 @@ void TestKvcLogBuffer::flushInsertsAtTheCursorAndScrollsToIt()
         many += QStringLiteral("row %1\n").arg(i);
     buffer.append(3, many);
     buffer.flush();
-    QVERIFY(edit.toPlainText().startsWith("head\nrow 0\n"));
-    QVERIFY(edit.toPlainText().endsWith("row 199\ntail"));
+    QCOMPARE(edit.toPlainText(), "head\ntail" + many);
+    QCOMPARE(edit.verticalScrollBar()->value(), edit.verticalScrollBar()->maximum());
     QVERIFY(edit.verticalScrollBar()->value() > 0);
 }
 
@@ -160,12 +152,12 @@ void TestKvcLogBuffer::boundKeepsTheNewestLinesAndCountsTheOthers_data()
     QTest::newRow("under the limits nothing is dropped") << 100 << 10000 << 100 << 7 << 0;
     QTest::newRow("line limit first: trimmed to four fifths") << 100 << 100000 << 101 << 1 << 21;
     QTest::newRow("line limit, many trims: the newest 80..100 lines stay")
-        << 100 << 100000 << 1000 << 10 << 900;
+        << 100 << 100000 << 1000 << 10 << 903;
     QTest::newRow("character limit first: whole lines go") << 1000 << 1200 << 101 << 1 << 21;
     QTest::newRow("GUI fell behind: the waiting text drops its oldest lines")
         << 100 << 100000 << 1000 << 0 << 903;
     QTest::newRow("GUI fell behind with a log shown: the old log goes too")
-        << 100 << 100000 << 1030 << 30 << 933;
+        << 100 << 100000 << 1030 << 30 << 945;
 }
 
 void TestKvcLogBuffer::boundKeepsTheNewestLinesAndCountsTheOthers()
@@ -177,7 +169,7 @@ void TestKvcLogBuffer::boundKeepsTheNewestLinesAndCountsTheOthers()
     QFETCH(int, dropped);
 
     QTextEdit edit;
-    KvcLogBuffer buffer(&edit, maxLines, maxChars);
+    KvcLogBuffer buffer(&edit, maxLines, maxChars, 0, 0);
     for (int i = 0; i < total; ++i) {
         // The last flushEvery lines arrive at once, as when the GUI stalls.
         const bool stalled = flushEvery == 0 || (flushEvery == 30 && i >= 30);
@@ -206,7 +198,7 @@ void TestKvcLogBuffer::boundKeepsTheNewestLinesAndCountsTheOthers()
 void TestKvcLogBuffer::trimsInChunksNotPerMessage()
 {
     QTextEdit edit;
-    KvcLogBuffer buffer(&edit, 100, 100000);
+    KvcLogBuffer buffer(&edit, 100, 100000, 0, 0);
     int trims = 0;
     for (int i = 0; i < 2000; ++i) {
         const qint64 before = buffer.droppedLines();
@@ -228,7 +220,7 @@ void TestKvcLogBuffer::trimsInChunksNotPerMessage()
 void TestKvcLogBuffer::noticeLeavesTheLogsColoursAlone()
 {
     QTextEdit edit;
-    KvcLogBuffer buffer(&edit, 10, 100000);
+    KvcLogBuffer buffer(&edit, 10, 100000, 0, 0);
     // Raw output only: the log keeps the edit's own colour, also after trims.
     for (int i = 0; i < 25; ++i) {
         buffer.append(-1, numbered(i));
@@ -242,19 +234,17 @@ void TestKvcLogBuffer::noticeLeavesTheLogsColoursAlone()
     QVERIFY(edit.document()->firstBlock().begin().fragment().charFormat().fontItalic());
 
     // A coloured line that survives keeps its colour, -1 keeps following it.
-    // Eight lines: exactly what a trim keeps of a limit of ten.
     buffer.append(4, numbered(100));
     buffer.append(-1, numbered(101));
     for (int i = 0; i < 6; ++i)
         buffer.append(6, numbered(200 + i));
     buffer.flush();
     runs = runsOf(edit);
-    QCOMPARE(runs.size(), 3);
-    QCOMPARE(runs[0].first, QColor(Qt::gray).name());
-    QCOMPARE(runs[1].first, name(Qt::red));
-    QCOMPARE(runs[1].second, numbered(100) + numbered(101));
-    QCOMPARE(runs[2].first, name(Qt::darkGreen));
-    QVERIFY(runs[2].second.endsWith(numbered(205)));
+    QCOMPARE(runs.first().first, QColor(Qt::gray).name());
+    QCOMPARE(runs.at(runs.size() - 2).first, name(Qt::red));
+    QCOMPARE(runs.at(runs.size() - 2).second, numbered(100) + numbered(101));
+    QCOMPARE(runs.last().first, name(Qt::darkGreen));
+    QVERIFY(runs.last().second.endsWith(numbered(205)));
     QCOMPARE(edit.textColor(), QColor(Qt::darkGreen));
 }
 
@@ -277,7 +267,7 @@ void TestKvcLogBuffer::lineLongerThanTheLimitLosesItsBeginning()
     QFETCH(int, dropped);
 
     QTextEdit edit;
-    KvcLogBuffer buffer(&edit, 100, 1000);
+    KvcLogBuffer buffer(&edit, 100, 1000, 0, 0);
     QString all;
     for (int i = 0; i < pieces; ++i) {
         const QString piece = QStringLiteral("%1").arg(i, 100, 10, QLatin1Char('x'));
@@ -384,6 +374,167 @@ void TestKvcLogBuffer::restIsNotFlushedIntoADeletedBuffer()
     QTRY_VERIFY(later);
     if (edit)
         QCOMPARE(edit->document()->blockCount(), blocks);
+}
+
+void TestKvcLogBuffer::keepsTheBeginningAndTheNewestLines_data()
+{
+    QTest::addColumn<int>("maxLines");
+    QTest::addColumn<int>("headLines");
+    QTest::addColumn<int>("headChars");
+    QTest::addColumn<int>("total");
+    QTest::addColumn<int>("flushEvery"); // 0: once, at the end
+    QTest::addColumn<int>("kept"); // lines of the beginning
+
+    // "line 000123\n" is 12 characters.
+    QTest::newRow("beginning by lines, many trims after it")
+        << 100 << 20 << 100000 << 1000 << 10 << 20;
+    QTest::newRow("beginning by characters: the whole lines within them")
+        << 100 << 50 << 12 * 7 + 5 << 1000 << 10 << 7;
+    QTest::newRow("GUI fell behind: the beginning is still written first")
+        << 100 << 20 << 100000 << 1000 << 0 << 20;
+    QTest::newRow("a beginning of several frames, written while lines are dropped")
+        << 3000 << 1500 << 100000 << 9000 << 1500 << 1500;
+    QTest::newRow("under the bound: no notice") << 100 << 20 << 100000 << 90 << 7 << 20;
+}
+
+void TestKvcLogBuffer::keepsTheBeginningAndTheNewestLines()
+{
+    QFETCH(int, maxLines);
+    QFETCH(int, headLines);
+    QFETCH(int, headChars);
+    QFETCH(int, total);
+    QFETCH(int, flushEvery);
+    QFETCH(int, kept);
+
+    QTextEdit edit;
+    KvcLogBuffer buffer(&edit, maxLines, 100000, headLines, headChars);
+    for (int i = 0; i < total; ++i) {
+        buffer.append(i % 3 ? -1 : 4, numbered(i));
+        if (flushEvery && (i + 1) % flushEvery == 0)
+            buffer.flush();
+    }
+    QTRY_VERIFY((buffer.flush(), buffer.isEmpty()));
+
+    QStringList lines = edit.toPlainText().split(QLatin1Char('\n'));
+    lines.removeLast();
+    const qint64 dropped = buffer.droppedLines();
+    for (int i = 0; i < kept; ++i)
+        QCOMPARE(lines.at(i) + "\n", numbered(i));
+    if (dropped > 0)
+        QCOMPARE(lines.at(kept), KvcLogBuffer::droppedNotice(dropped));
+    // Every line shown or counted, the newest in order after the notice.
+    const QStringList tail = lines.mid(kept + (dropped > 0 ? 1 : 0));
+    QCOMPARE(kept + dropped + tail.size(), qint64(total));
+    QCOMPARE(tail.first() + "\n", numbered(kept + int(dropped)));
+    QCOMPARE(tail.last() + "\n", numbered(total - 1));
+    QVERIFY(kept + tail.size() <= buffer.maxLines());
+    QCOMPARE(edit.toPlainText(), buffer.text());
+    // The notice is the only grey text; red and -1 after it stay red.
+    const QVector<Run> runs = runsOf(edit);
+    QCOMPARE(std::count_if(runs.cbegin(), runs.cend(),
+                 [](const Run &run) { return run.first == QColor(Qt::gray).name(); }),
+        dropped > 0 ? 1 : 0);
+}
+
+void TestKvcLogBuffer::filterShowsTheChosenLevelsAndWhatFollowsThem_data()
+{
+    QTest::addColumn<int>("maxLevel");
+    QTest::addColumn<QString>("shown");
+
+    QTest::newRow("7: everything")
+        << 7 << "raw\ninfo\n+info\nwarn\n+warn\ndebug\nemerg\nnotice\nerr\nodd\n";
+    QTest::newRow("6: no debug") << 6 << "raw\ninfo\n+info\nwarn\n+warn\nemerg\nnotice\nerr\nodd\n";
+    QTest::newRow("5: notices and worse") << 5 << "raw\nwarn\n+warn\nemerg\nnotice\nerr\nodd\n";
+    QTest::newRow("4: warnings and worse") << 4 << "raw\nwarn\n+warn\nemerg\nerr\nodd\n";
+    QTest::newRow("3: errors; a level past 7 follows its error") << 3 << "raw\nemerg\nerr\nodd\n";
+    QTest::newRow("below 0 is 0") << -3 << "raw\nemerg\n";
+}
+
+void TestKvcLogBuffer::filterShowsTheChosenLevelsAndWhatFollowsThem()
+{
+    QFETCH(int, maxLevel);
+    QFETCH(QString, shown);
+
+    const QVector<Message> messages {{-1, "raw\n"}, {6, "info\n"}, {-1, "+info\n"}, {4, "warn\n"},
+        {-1, "+warn\n"}, {7, "debug\n"}, {0, "emerg\n"}, {5, "notice\n"}, {3, "err\n"},
+        {9, "odd\n"}};
+    QTextEdit edit, unfiltered;
+    KvcLogBuffer buffer(&edit);
+    KvcLogBuffer reference(&unfiltered);
+    // Half before the filter, half arriving while it is on.
+    for (int i = 0; i < messages.size(); ++i) {
+        if (i == messages.size() / 2) {
+            buffer.flush();
+            buffer.setMaxLevel(maxLevel);
+        }
+        buffer.append(messages.at(i).first, messages.at(i).second);
+        reference.append(messages.at(i).first, messages.at(i).second);
+    }
+    buffer.flush();
+    reference.flush();
+    QCOMPARE(edit.toPlainText(), shown);
+    // Back to all: the log and its colours as if never filtered.
+    buffer.setMaxLevel(KvcLogBuffer::AllLevels);
+    QCOMPARE(runsOf(edit), runsOf(unfiltered));
+    QCOMPARE(buffer.text(), unfiltered.toPlainText());
+}
+
+void TestKvcLogBuffer::dropsWhileFilteredLeaveWhatARebuildShows()
+{
+    QTextEdit edit;
+    KvcLogBuffer buffer(&edit, 100, 100000, 10, 100000);
+    buffer.setMaxLevel(4);
+    for (int i = 0; i < 1000; ++i) {
+        buffer.append(i % 7 == 0 ? 7 : i % 5 == 0 ? 4 : -1, numbered(i));
+        if (i % 13 == 0)
+            buffer.flush();
+    }
+    QTRY_VERIFY((buffer.flush(), buffer.isEmpty()));
+    QVERIFY(buffer.droppedLines() > 0);
+    const QString incremental = edit.toPlainText();
+    buffer.setMaxLevel(7);
+    buffer.setMaxLevel(4);
+    QCOMPARE(incremental, edit.toPlainText());
+    QVERIFY(incremental.contains(KvcLogBuffer::droppedNotice(buffer.droppedLines())));
+}
+
+void TestKvcLogBuffer::followsTheEndUntilTheUserScrollsAway()
+{
+    QTextEdit edit;
+    edit.resize(300, 120);
+    edit.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&edit));
+    KvcLogBuffer buffer(&edit, 400, 100000, 0, 0);
+    QSignalSpy following(&buffer, &KvcLogBuffer::followingChanged);
+    QScrollBar *bar = edit.verticalScrollBar();
+    int n = 0;
+    const auto more = [&](int lines) {
+        for (int i = 0; i < lines; ++i)
+            buffer.append(6, numbered(n++));
+        buffer.flush();
+    };
+    more(300);
+    QCOMPARE(bar->value(), bar->maximum());
+
+    // The user scrolls up: the text at the top stays, through drops above it.
+    bar->setValue(bar->maximum() * 3 / 4);
+    QCOMPARE(following.takeFirst(), QVariantList {false});
+    const QString read = edit.cursorForPosition(QPoint(0, 0)).block().text();
+    for (int i = 0; i < 4; ++i)
+        more(50);
+    QVERIFY(buffer.droppedLines() > 0);
+    QCOMPARE(edit.cursorForPosition(QPoint(0, 0)).block().text(), read);
+    QVERIFY(!buffer.following());
+
+    // Back at the end it follows again.
+    bar->setValue(bar->maximum());
+    QCOMPARE(following.takeFirst(), QVariantList {true});
+    more(50);
+    QCOMPARE(bar->value(), bar->maximum());
+    bar->setValue(0);
+    buffer.setFollowing(true);
+    QCOMPARE(bar->value(), bar->maximum());
+    QCOMPARE(following.size(), 2);
 }
 
 QTEST_MAIN(TestKvcLogBuffer)

@@ -693,7 +693,7 @@ void TestKvcResultsWidget::readOutShowsTheNearestStoredSamples()
         QLegendMarker *marker = f.ul->chart()->legend()->markers().value(1);
         QVERIFY(marker);
         emit marker->clicked();
-        QVERIFY(!series(f.ul, 1)->isVisible() && marker->isVisible());
+        QTRY_VERIFY(!series(f.ul, 1)->isVisible() && marker->isVisible());
         // The y range of the series shown.
         QTRY_COMPARE(yRange(f.ul), QPointF(1.5, 1200.5));
         emit marker->clicked();

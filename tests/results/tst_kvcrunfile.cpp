@@ -135,7 +135,7 @@ void TestKvcRunFile::viewRecordRoundTrip()
     QCOMPARE(view.log.size(), 2);
     QCOMPARE(view.log[0].level, 3);
     QCOMPARE(view.log[0].text, QStringLiteral("blue\nraw\n"));
-    QCOMPARE(view.log[1].level, 4); // the lowest level of that red
+    QCOMPARE(view.log[1].level, 5);
     QVERIFY(KvcRunFile::save(dir.filePath("v.kivorun"), *run.data, view, nullptr));
 
     KvcRunFile::Run back;
