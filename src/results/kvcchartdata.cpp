@@ -7,6 +7,7 @@
 
 #include <QCoreApplication>
 #include <QFontMetricsF>
+#include <QGraphicsRectItem>
 #include <QGraphicsTextItem>
 #include <QtCharts/QChart>
 #include <QtCharts/QLegend>
@@ -101,18 +102,23 @@ KvcChartData::KvcChartData(const GraphicsData *graphic, const KvcResultsData &da
     m_legend = new KvcChartLegend(m_chart);
     QObject::connect(m_legend, &KvcChartLegend::entryClicked,
         [this](int series) { setSeriesVisible(series, !isSeriesVisible(series)); });
-    m_heldMark = new QGraphicsSimpleTextItem(
-        QCoreApplication::translate("KvcChartData", "Zoom held"), m_chart);
-    m_heldMark->setBrush(Qt::darkGray);
-    m_heldMark->setZValue(10);
-    m_heldMark->setToolTip(QCoreApplication::translate("KvcChartData",
+    // Notes in the plot, on a pale box so that they read over the data.
+    const auto note = [this](const QString &text) {
+        auto *box = new QGraphicsRectItem(m_chart);
+        box->setBrush(QColor(255, 255, 255, 210));
+        box->setPen(Qt::NoPen);
+        box->setZValue(10);
+        box->hide();
+        auto *label = new QGraphicsSimpleTextItem(text, box);
+        label->setBrush(Qt::darkGray);
+        label->setPos(3, 1);
+        return label;
+    };
+    m_heldMark = note(QCoreApplication::translate("KvcChartData", "Zoom held"));
+    m_heldMark->parentItem()->setToolTip(QCoreApplication::translate("KvcChartData",
         "New samples do not move this chart's ranges. Double-click it, press Home or choose "
         "Reset zoom to follow them again."));
-    m_heldMark->hide();
-    m_leftOutMark = new QGraphicsSimpleTextItem(m_chart);
-    m_leftOutMark->setBrush(Qt::darkGray);
-    m_leftOutMark->setZValue(10);
-    m_leftOutMark->hide();
+    m_leftOutMark = note(QString());
     setGraphic(graphic, data);
 }
 
@@ -303,7 +309,7 @@ void KvcChartData::flush(const KvcResultsData &data, qreal pixelRatio)
             applyYRange(data, m_pendingYMin, m_pendingYMax);
         m_xRangePending = m_yRangePending = false;
     }
-    m_heldMark->setVisible(m_held);
+    m_heldMark->parentItem()->setVisible(m_held);
     int leftOut = 0;
     if (m_logY) {
         double min = 0.0;
@@ -313,7 +319,8 @@ void KvcChartData::flush(const KvcResultsData &data, qreal pixelRatio)
             QCoreApplication::translate("KvcChartData", "Values at or below 0 not drawn: %1")
                 .arg(leftOut));
     }
-    m_leftOutMark->setVisible(leftOut > 0);
+    m_leftOutMark->parentItem()->setVisible(leftOut > 0);
+    placeNotes();
 
     if (m_chart->size() != m_chartSize) {
         m_chartSize = m_chart->size();
@@ -334,8 +341,6 @@ void KvcChartData::flush(const KvcResultsData &data, qreal pixelRatio)
     m_pixels = pixels;
     m_ranges = ranges;
     m_rangesShown = true;
-    if (regrid)
-        placeHeldMark();
     if (regrid || reranged)
         updateTicks();
     if (regrid || m_legendDirty)
@@ -507,13 +512,19 @@ void KvcChartData::fitFonts(qreal largest)
             // rather than cut short.
             const int space = yTitle.indexOf(QLatin1Char(' '), yTitle.size() / 2 - 1);
             const int split = space >= 0 ? space : yTitle.lastIndexOf(QLatin1Char(' '));
-            if (((shrinking && largest < smallestFont)
-                    || (!fits && titles.horizontalAdvance(yTitle) > plotHeight))
-                && split > 0)
+            const bool tooLong = (shrinking && largest < smallestFont)
+                || (!fits && titles.horizontalAdvance(yTitle) > plotHeight);
+            if (tooLong && m_yTitleSplit && m_graphic->title.contains(yTitle)) {
+                // Not even in two lines: the chart's title says it already.
+                setYTitle(QString());
+            } else if (tooLong && split > 0) {
                 setYTitle(yTitle.left(split).toHtmlEscaped() + QStringLiteral("<br>")
                     + yTitle.mid(split + 1).toHtmlEscaped());
-            else
+                m_yTitleSplit = true;
+            } else {
                 setYTitle(yTitle);
+                m_yTitleSplit = false;
+            }
             break;
         }
     }
@@ -555,14 +566,18 @@ QRectF KvcChartData::axisRanges() const
     return QRectF(QPointF(m_xAxis->min(), yMin()), QPointF(m_xAxis->max(), yMax()));
 }
 
-void KvcChartData::placeHeldMark()
+void KvcChartData::placeNotes()
 {
     const QRectF plot = m_chart->plotArea();
-    m_heldMark->setFont(m_xAxis->labelsFont());
-    const QRectF box = m_heldMark->boundingRect();
-    m_heldMark->setPos(plot.right() - box.width() - 4, plot.top() + 2);
-    m_leftOutMark->setFont(m_xAxis->labelsFont());
-    m_leftOutMark->setPos(plot.left() + 4, plot.top() + 2);
+    // Top right and top left of the plot, each on its box.
+    for (QGraphicsSimpleTextItem *label : {m_heldMark, m_leftOutMark}) {
+        label->setFont(m_xAxis->labelsFont());
+        auto *box = static_cast<QGraphicsRectItem *>(label->parentItem());
+        const QRectF text = label->boundingRect();
+        box->setRect(0, 0, text.width() + 6, text.height() + 2);
+        box->setPos(label == m_heldMark ? plot.right() - box->rect().width() - 2 : plot.left() + 2,
+            plot.top() + 2);
+    }
 }
 
 void KvcChartData::resetRanges()
@@ -653,9 +668,12 @@ void KvcChartData::applyYRange(const KvcResultsData &data, double min, double ma
         if (!(min > 0) || !(max > 0)) {
             min = 1.0;
             max = 10.0;
-        } else if (!(max > min)) {
-            min /= 10;
-            max *= 10;
+        } else {
+            // Whole decades, so that the axis labels at least two of them.
+            min = std::pow(10.0, std::floor(std::log10(min)));
+            max = std::pow(10.0, std::ceil(std::log10(max)));
+            if (!(max > min))
+                max = min * 10;
         }
     }
     setYRange(min, max);

@@ -46,7 +46,8 @@ class QIODevice;
 ///
 /// Texts are never cut short: a small chart (the view's narrow ones, or any
 /// chart of a small window) takes smaller fonts, down to 7 points, until its
-/// axis titles fit along the plot.
+/// axis titles fit along the plot; then the y title goes in two lines, and
+/// where even that does not fit and the chart's title says the same, it goes.
 ///
 /// Ticks sit on round values (KvcChartStyle::ticks()) with one label format
 /// per axis, as many as the plot's size leaves room for; the axis ranges stay
@@ -107,7 +108,8 @@ public:
 
     /// A logarithmic y axis (QLogValueAxis, decades) instead of the linear
     /// one: values at or below 0 are not drawn and a note in the plot counts
-    /// them; the y range is the rule's from the smallest positive value;
+    /// them; the y range is the rule's from the smallest positive value,
+    /// widened to whole decades so that the axis labels some;
     /// columns are drawn in the axis' scale. Switching starts the y range
     /// from the rule again.
     bool isLogarithmic() const;
@@ -172,7 +174,7 @@ private:
     void updateTicks();
     void updateLegend();
     QRectF axisRanges() const;
-    void placeHeldMark();
+    void placeNotes();
     int hiddenCount() const;
     void visibleExtent(const KvcResultsData &data, double &min, double &max,
         double *minPositive = nullptr, int *notPositive = nullptr) const;
@@ -217,6 +219,8 @@ private:
     // What the fonts, the picture and the ticks were last made for.
     QSizeF m_chartSize;
     QRectF m_checkedPlot;
+    // The y title is shown in two lines.
+    bool m_yTitleSplit = false;
     qreal m_fittedFontSize = 0.0;
     qreal m_fontCap = 0.0;
     QSize m_pixels;

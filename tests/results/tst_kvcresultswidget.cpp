@@ -891,11 +891,11 @@ void TestKvcResultsWidget::logarithmicAxisLeavesOutWhatItCannotShow()
     QVERIFY(f.view->isLogarithmic(graphicOf(U)) && !f.view->isLogarithmic(graphicOf(P)));
     auto *log = qobject_cast<QLogValueAxis *>(f.ul->chart()->axes(Qt::Vertical).value(0));
     QVERIFY(log);
-    // From the smallest positive value stored.
-    QTRY_COMPARE(QPointF(log->min(), log->max()), QPointF(1.5, 300.5));
+    // The decades around the positive values stored (1.5 to 300.5).
+    QTRY_COMPARE(QPointF(log->min(), log->max()), QPointF(1, 1000));
     QTRY_VERIFY(f.noted("Values at or below 0 not drawn: 2"));
     KvcPlotLayer *layer = layerOf(f.ul);
-    QTRY_VERIFY(layer && layer->shownFrame().logY && layer->shownFrame().yMin == 1.5);
+    QTRY_VERIFY(layer && layer->shownFrame().logY && layer->shownFrame().yMin == 1);
     // The read-out shows what is stored, drawn or not.
     f.send(QEvent::MouseMove, Qt::NoButton, QPointF(100.8, 10));
     QCOMPARE(f.readOut(), QString("u [1]  101, -1\nu [2]  101, 0\nu [3]  101, 5"));
@@ -904,7 +904,7 @@ void TestKvcResultsWidget::logarithmicAxisLeavesOutWhatItCannotShow()
     QWheelEvent wheel(pointOf(f.ul, {50, 10}), QPointF(), QPoint(), QPoint(0, 120), Qt::NoButton,
         Qt::ControlModifier, Qt::NoScrollPhase, false);
     QApplication::sendEvent(f.ul->viewport(), &wheel);
-    QVERIFY(qFuzzyCompare(std::log10(log->max() / log->min()), 0.8 * std::log10(300.5 / 1.5)));
+    QVERIFY(qFuzzyCompare(std::log10(log->max() / log->min()), 0.8 * 3));
     f.view->setLogarithmic(graphicOf(U), false);
     QVERIFY(axis(f.ul, Qt::Vertical));
     QTRY_COMPARE(yRange(f.ul), QPointF(-1, 300.5));

@@ -292,7 +292,8 @@ private slots:
     void noChartTextIsCutShort_data()
     {
         QTest::addColumn<QString>("model");
-        for (const char *model : {"heat1d.lua", "heat2d.lua", "heat1d-probes.lua"})
+        for (const char *model :
+            {"heat1d.lua", "heat1d-long.lua", "heat2d.lua", "heat1d-probes.lua"})
             QTest::newRow(model) << QString(KVC_EXAMPLES_DIR "/") + model;
     }
 
