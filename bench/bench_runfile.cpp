@@ -1,10 +1,12 @@
 // Saving and reopening a run of 10 M values: time to save, bytes per value
 // on disk, values read back per second (docs/performance.md).
 //
-// Two shapes: "field", a step of time, iteration, error, two scalars and a
+// Three shapes: "field", a step of time, iteration, error, two scalars and a
 // value indexed by 100 nodes (105 values a step, like kivo's heat models with
 // a probe line); "scalars", a step of time and four scalars (5 values a step:
-// the frame overhead of a batch is paid for few values).
+// the frame overhead of a batch is paid for few values); "sparse", the same
+// with two of the scalars sampled every other step only (each sample of those
+// is written with its time step).
 
 #include "kvcresultsdata.h"
 #include "kvcrunfile.h"
@@ -14,12 +16,14 @@
 #include <QFileInfo>
 #include <QTemporaryDir>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdio>
 
 namespace {
 
-void runShape(const char *shape, int lines, int scalars, qint64 targetValues, const QString &dir)
+void runShape(const char *shape, int lines, int scalars, qint64 targetValues, const QString &dir,
+    bool sparse = false)
 {
     auto store = QSharedPointer<KvCommClientData>::create();
     KvcResultsData data;
@@ -46,20 +50,32 @@ void runShape(const char *shape, int lines, int scalars, qint64 targetValues, co
         store->addTrackedIndexData(
             1, KvCommClientTrackedIndexData(KvCommClientTrackedIndexData::Nodes, labels), 0);
     }
-    const int perStep = 1 + scalars + lines;
-    const qint64 steps = targetValues / perStep;
+    // A sparse run's odd scalars are half of its scalars, in half its steps.
+    const double perStep = 1 + scalars + lines - (sparse ? scalars / 4.0 : 0.0);
+    const qint64 steps = qint64(double(targetValues) / perStep);
     QList<KvCommClientTrackedData> batch;
     for (int i = 0; i < values.size(); ++i)
         batch.append(KvCommClientTrackedData(i, QVector<double>(i == 1 + scalars ? lines : 1)));
+    const QList<KvCommClientTrackedData> full = batch;
     for (qint64 k = 0; k < steps; ++k) {
         const double t = 1e-3 * double(k + 1);
+        batch = full;
+        // Every other step of a sparse run lacks the odd scalars.
+        if (sparse && k % 2 == 1)
+            batch.erase(std::remove_if(batch.begin(), batch.end(),
+                            [scalars](const KvCommClientTrackedData &s) {
+                                return s.id % 2 == 1 && s.id <= scalars;
+                            }),
+                batch.end());
         for (KvCommClientTrackedData &s : batch) {
             for (int c = 0; c < s.values.size(); ++c)
                 s.values[c] = s.id == 0 ? t : std::sin(t * (s.id + c)) * 300.0;
         }
         store->addTrackedData(batch, 5 * k);
     }
-    const qint64 total = steps * perStep;
+    qint64 total = 0;
+    for (int i = 0; i < values.size(); ++i)
+        total += data.simTrackedData(i).time.size() * qMax(1, data.simTrackedData(i).data.size());
 
     const QString file = dir + QStringLiteral("/run.kivorun");
     KvcRunView view;
@@ -77,10 +93,10 @@ void runShape(const char *shape, int lines, int scalars, qint64 targetValues, co
     KvcRunFile::Run run;
     KvcRunFile::open(file, run);
     const qint64 openMs = clock.elapsed();
-    std::printf("%-8s %lld values (%d a step): save %lld ms, %lld bytes = %.2f bytes/value, "
+    std::printf("%-8s %lld values (%.1f a step): save %lld ms, %lld bytes = %.2f bytes/value, "
                 "open %lld ms = %.1f M values/s%s\n",
-        shape, total, perStep, saveMs, size, double(size) / double(total), openMs,
-        double(total) / 1e3 / double(qMax<qint64>(openMs, 1)),
+        shape, total, double(total) / double(qMax<qint64>(steps, 1)), saveMs, size,
+        double(size) / double(total), openMs, double(total) / 1e3 / double(qMax<qint64>(openMs, 1)),
         run.complete && run.data->simTimeData().size() == steps ? "" : " (NOT COMPLETE)");
 }
 
@@ -93,5 +109,6 @@ int main(int argc, char *argv[])
     const qint64 values = argc > 1 ? QByteArray(argv[1]).toLongLong() : 10000000;
     runShape("field", 100, 4, values, dir.path());
     runShape("scalars", 0, 4, values, dir.path());
+    runShape("sparse", 0, 4, values, dir.path(), true);
     return 0;
 }

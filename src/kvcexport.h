@@ -14,8 +14,8 @@
 // Installing such a build installs that library too, internal symbols and
 // all; what keeps them from being API is that their headers are not
 // installed (kvcexecuter.h is, as the manager's signatures name the class)
-// and that hosts compile without KVC_TESTING_EXPORTS. A build for packaging turns the tests and benchmarks
-// off.
+// and that hosts compile without KVC_TESTING_EXPORTS. A build for packaging turns the tests and
+// benchmarks off.
 #if defined(KVC_TESTING_EXPORTS)
 #define KVC_TESTING_EXPORT KVC_EXPORT
 #else
