@@ -331,15 +331,10 @@ bool KvcRunFile::save(const QString &fileName, KvcResultsData &data, const KvcRu
             }
         }
     }
-    if (file.write(head) != head.size())
-        return failed(file.errorString());
-    ColumnWriter columns(file, data, skip);
-    if (!columns.writeAll())
-        return failed(file.errorString());
-
-    QByteArray tail;
+    // The view and the log come before the samples: a copy cut short still
+    // shows how the run ended and what it said.
     for (const KvcRunLogMessage &message : view.log)
-        tail += logFrame(message.level, message.text);
+        head += logFrame(message.level, message.text);
     QCborMap record;
     record.insert(1, int(view.status));
     record.insert(2, timeValue(view.statusTime));
@@ -348,8 +343,11 @@ bool KvcRunFile::save(const QString &fileName, KvcResultsData &data, const KvcRu
     for (int g : view.chartGraphics)
         charts.append(g);
     record.insert(4, charts);
-    tail += fileFrame(ViewFrame, record);
-    if (file.write(tail) != tail.size() || !file.commit())
+    head += fileFrame(ViewFrame, record);
+    if (file.write(head) != head.size())
+        return failed(file.errorString());
+    ColumnWriter columns(file, data, skip);
+    if (!columns.writeAll() || !file.commit())
         return failed(file.errorString());
     if (warning) {
         QStringList notes;
