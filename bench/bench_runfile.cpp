@@ -1,7 +1,7 @@
 // Saving and reopening a run of 10 M values: time to save, bytes per value
 // on disk, values read back per second (docs/performance.md).
 //
-// Two shapes: "field", a step of time, iteration, error, two scalars and a
+// Three shapes: "field", a step of time, iteration, error, two scalars and a
 // value indexed by 100 nodes (105 values a step, like kivo's heat models with
 // a probe line); "scalars", a step of time and four scalars (5 values a step:
 // the frame overhead of a batch is paid for few values); "sparse", the same
@@ -50,8 +50,9 @@ void runShape(const char *shape, int lines, int scalars, qint64 targetValues, co
         store->addTrackedIndexData(
             1, KvCommClientTrackedIndexData(KvCommClientTrackedIndexData::Nodes, labels), 0);
     }
-    const int perStep = 1 + scalars + lines - (sparse ? scalars / 2 : 0);
-    const qint64 steps = targetValues / perStep;
+    // A sparse run's odd scalars are half of its scalars, in half its steps.
+    const double perStep = 1 + scalars + lines - (sparse ? scalars / 4.0 : 0.0);
+    const qint64 steps = qint64(double(targetValues) / perStep);
     QList<KvCommClientTrackedData> batch;
     for (int i = 0; i < values.size(); ++i)
         batch.append(KvCommClientTrackedData(i, QVector<double>(i == 1 + scalars ? lines : 1)));
@@ -59,7 +60,7 @@ void runShape(const char *shape, int lines, int scalars, qint64 targetValues, co
     for (qint64 k = 0; k < steps; ++k) {
         const double t = 1e-3 * double(k + 1);
         batch = full;
-        // Two steps of a sparse run hold one sample of each of the odd scalars.
+        // Every other step of a sparse run lacks the odd scalars.
         if (sparse && k % 2 == 1)
             batch.erase(std::remove_if(batch.begin(), batch.end(),
                             [scalars](const KvCommClientTrackedData &s) {
@@ -92,10 +93,10 @@ void runShape(const char *shape, int lines, int scalars, qint64 targetValues, co
     KvcRunFile::Run run;
     KvcRunFile::open(file, run);
     const qint64 openMs = clock.elapsed();
-    std::printf("%-8s %lld values (%d a step): save %lld ms, %lld bytes = %.2f bytes/value, "
+    std::printf("%-8s %lld values (%.1f a step): save %lld ms, %lld bytes = %.2f bytes/value, "
                 "open %lld ms = %.1f M values/s%s\n",
-        shape, total, 1 + scalars + lines, saveMs, size, double(size) / double(total), openMs,
-        double(total) / 1e3 / double(qMax<qint64>(openMs, 1)),
+        shape, total, double(total) / double(qMax<qint64>(steps, 1)), saveMs, size,
+        double(size) / double(total), openMs, double(total) / 1e3 / double(qMax<qint64>(openMs, 1)),
         run.complete && run.data->simTimeData().size() == steps ? "" : " (NOT COMPLETE)");
 }
 

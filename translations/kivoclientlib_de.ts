@@ -781,6 +781,38 @@ Simulation beenden und schließen?</translation>
         <source>Cannot write %1: %2</source>
         <translation>%1 kann nicht geschrieben werden: %2</translation>
     </message>
+    <message>
+        <source>samples before the rule data</source>
+        <translation>Messwerte vor den Regeldaten</translation>
+    </message>
+    <message>
+        <source>samples of an unknown or unindexed value %1</source>
+        <translation>Messwerte eines unbekannten oder nicht indizierten Werts %1</translation>
+    </message>
+    <message>
+        <source>%1 samples of value %2 in %3 bytes</source>
+        <translation>%1 Messwerte des Werts %2 in %3 Bytes</translation>
+    </message>
+    <message>
+        <source>%1 times in %2 bytes</source>
+        <translation>%1 Zeiten in %2 Bytes</translation>
+    </message>
+    <message>
+        <source>samples at steps %1 to %2 of %3</source>
+        <translation>Messwerte bei den Zeitschritten %1 bis %2 von %3</translation>
+    </message>
+    <message>
+        <source>a sample at step %1 of %2</source>
+        <translation>ein Messwert bei Zeitschritt %1 von %2</translation>
+    </message>
+    <message>
+        <source>samples without times</source>
+        <translation>Messwerte ohne Zeiten</translation>
+    </message>
+    <message>
+        <source>The samples of %1 were left out: their times are not times of the run.</source>
+        <translation>Die Messwerte von %1 wurden weggelassen: Ihre Zeiten sind keine Zeiten des Laufs.</translation>
+    </message>
 </context>
 <context>
     <name>KvcRunProgress</name>

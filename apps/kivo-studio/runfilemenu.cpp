@@ -10,6 +10,7 @@
 #include <QFileInfo>
 #include <QMainWindow>
 #include <QMenu>
+#include <QRegularExpression>
 #include <QSettings>
 #include <QStatusBar>
 #include <QStyle>
@@ -54,9 +55,11 @@ RunFileMenu::RunFileMenu(QMainWindow *window, QMenu *fileMenu, QAction *before, 
         KvcResultsWidget *view = currentView();
         if (!view)
             return;
-        QString file = QFileDialog::getSaveFileName(this->window, tr("Save the run"),
-            this->tabs->tabText(this->tabs->currentIndex()) + QStringLiteral(".kivorun"),
-            runFilter());
+        // A tab's name holds the time, and ':' is not allowed in names on Windows.
+        QString name = this->tabs->tabText(this->tabs->currentIndex());
+        name.replace(QRegularExpression(QStringLiteral("[<>:\"/\\\\|?*]")), QStringLiteral("-"));
+        QString file = QFileDialog::getSaveFileName(
+            this->window, tr("Save the run"), name + QStringLiteral(".kivorun"), runFilter());
         if (file.isEmpty())
             return;
         if (QFileInfo(file).suffix().isEmpty())

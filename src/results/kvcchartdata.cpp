@@ -90,7 +90,7 @@ void applyTicks(QValueAxis *axis, const KvcChartStyle::Ticks &ticks)
 
 } // namespace
 
-KvcChartData::KvcChartData(const GraphicsData *graphic, const KvcResultsData &data)
+KvcChartData::KvcChartData(const GraphicsData *graphic, const KvcResultsData &data, bool fromStart)
     : m_chart(new QChart())
     , m_xAxis(new QValueAxis(m_chart))
     , m_yAxis(new QValueAxis(m_chart))
@@ -119,10 +119,11 @@ KvcChartData::KvcChartData(const GraphicsData *graphic, const KvcResultsData &da
         "New samples do not move this chart's ranges. Double-click it, press Home or choose "
         "Reset zoom to follow them again."));
     m_leftOutMark = note(QString());
-    setGraphic(graphic, data);
+    setGraphic(graphic, data, fromStart);
 }
 
-void KvcChartData::setGraphic(const GraphicsData *graphic, const KvcResultsData &data)
+void KvcChartData::setGraphic(
+    const GraphicsData *graphic, const KvcResultsData &data, bool fromStart)
 {
     m_graphic = graphic;
     m_dirty = true;
@@ -152,7 +153,13 @@ void KvcChartData::setGraphic(const GraphicsData *graphic, const KvcResultsData 
     setYTitle(graphic ? graphic->yTitle : QString());
     if (!graphic)
         return;
+    if (fromStart) {
+        m_xMax = 0.0;
+        m_yMax = 0.0;
+    }
     if (graphic->ruleId >= 0) {
+        if (fromStart)
+            growFromStart(data.simTrackedData(graphic->trackId).time);
         loadRuleGraphic(data);
         return;
     }
@@ -160,13 +167,18 @@ void KvcChartData::setGraphic(const GraphicsData *graphic, const KvcResultsData 
     m_chart->legend()->hide();
     if (graphic->trackId == -1) {
         const int end = qMin(data.simTimeData().size(), data.simExecTimeData().size());
-        if (end > 0)
-            followExecutionTime(data.simTimeData().at(end - 1), data.simExecTimeData().at(end - 1));
+        for (int i = fromStart ? 0 : qMax(0, end - 1); i < end; ++i)
+            followExecutionTime(data.simTimeData().at(i), data.simExecTimeData().at(i));
         addLine(0, 0, end);
     } else {
-        // Iterations and error start empty; only later samples are drawn.
-        const int first = data.simTrackedData(graphic->trackId).time.size();
-        addLine(0, first, first);
+        // Live, iterations and error start empty; only later samples are drawn.
+        const KvcResultsData::TrackedData &h = data.simTrackedData(graphic->trackId);
+        const int end = h.time.size();
+        addLine(0, fromStart ? 0 : end, end);
+        if (fromStart && end > 0) {
+            growFromStart(h.time);
+            followTrack(h);
+        }
     }
 }
 
@@ -231,6 +243,17 @@ void KvcChartData::sampleStored(const KvcResultsData &data)
     for (int i = 0; i < h.data.size() && i < m_lines.size(); ++i)
         ++m_lines[i].end;
     followTrack(h);
+}
+
+void KvcChartData::growFromStart(const QVector<double> &times)
+{
+    // The x range of a chart that grew it at every sample since the first.
+    for (const double x : times) {
+        if (grow(x, m_xMax)) {
+            m_xRangePending = true;
+            m_pendingXMax = m_xMax;
+        }
+    }
 }
 
 void KvcChartData::followTrack(const KvcResultsData::TrackedData &history)

@@ -65,7 +65,7 @@ public:
     /// Samples a chart leaves to Qt Charts to draw, all its series together.
     static constexpr int PointBudget = 2000;
 
-    KvcChartData(const GraphicsData *graphic, const KvcResultsData &data);
+    KvcChartData(const GraphicsData *graphic, const KvcResultsData &data, bool fromStart = false);
 
     QtCharts::QChart *chart() const { return m_chart; }
     QtCharts::QValueAxis *xAxis() const { return m_xAxis; }
@@ -81,7 +81,11 @@ public:
 
     /// Shows `graphic` (null: an empty chart) with the history `data` has so
     /// far. The axes keep the ranges they have; the rule makes them grow.
-    void setGraphic(const GraphicsData *graphic, const KvcResultsData &data);
+    /// `fromStart`: as a chart that has shown it since the run started (a
+    /// run that is over, e.g. read from a file): the axes grown sample by
+    /// sample from nothing, and iterations and errors drawn from the first.
+    void setGraphic(
+        const GraphicsData *graphic, const KvcResultsData &data, bool fromStart = false);
     /// `data` has stored a sample of the track this chart shows (the time
     /// track for special graphic 0).
     void sampleStored(const KvcResultsData &data);
@@ -164,6 +168,7 @@ private:
 
     void loadRuleGraphic(const KvcResultsData &data);
     void addLine(int component, int first, int end, const QString &name = QString());
+    void growFromStart(const QVector<double> &times);
     void followTrack(const KvcResultsData::TrackedData &history);
     void followExecutionTime(double time, double executionTime);
     bool source(const KvcResultsData &data, int component, const QVector<double> *&xs,

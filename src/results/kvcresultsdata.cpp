@@ -246,17 +246,7 @@ void KvcResultsData::newTrackedData(const QList<KvCommClientTrackedData> &data, 
         if (history.data.isEmpty()) {
             if (!m_simData) // dropped by a receiver of an earlier sample
                 return;
-            adjustTrackedDataSize(history);
-            const int indexedBy = m_simData->simTrackedDataInfo(id).indexedBy;
-            for (int g = m_numSpecialGraphics; g < m_graphics.size(); ++g) {
-                GraphicsData *graphic = m_graphics[g];
-                if (graphic->trackId != id || !graphic->series.isEmpty())
-                    continue;
-                if (indexedBy >= 1)
-                    addGraphicSeries(graphic, &simRuleIndexData(graphic->ruleId, indexedBy - 1));
-                else
-                    addGraphicSeries(graphic, nullptr);
-            }
+            firstSample(history);
         }
 
         const int n = values.size();
@@ -286,6 +276,76 @@ void KvcResultsData::newTrackedData(const QList<KvCommClientTrackedData> &data, 
         emit trackedDataReceived(id);
     }
     growAhead();
+}
+
+void KvcResultsData::firstSample(TrackedData &history)
+{
+    adjustTrackedDataSize(history);
+    const int id = history.id;
+    const int indexedBy = m_simData->simTrackedDataInfo(id).indexedBy;
+    for (int g = m_numSpecialGraphics; g < m_graphics.size(); ++g) {
+        GraphicsData *graphic = m_graphics[g];
+        if (graphic->trackId != id || !graphic->series.isEmpty())
+            continue;
+        if (indexedBy >= 1)
+            addGraphicSeries(graphic, &simRuleIndexData(graphic->ruleId, indexedBy - 1));
+        else
+            addGraphicSeries(graphic, nullptr);
+    }
+}
+
+namespace {
+
+// Room for `more` elements, doubling as append() would: a history read in
+// many pieces is not copied once per piece.
+void makeRoom(QVector<double> &v, int more)
+{
+    const int needed = v.size() + more;
+    if (needed > v.capacity())
+        v.reserve(qMax(needed, 2 * v.capacity()));
+}
+
+} // namespace
+
+bool KvcResultsData::appendSamples(
+    int trackId, const QVector<double> &x, const QVector<double> &values)
+{
+    const int count = x.size();
+    if (!m_simData || trackId < 0 || trackId >= m_trackedData.size() || count == 0) {
+        qCDebug(lcResults, "samples of unknown tracked value %d skipped", trackId);
+        return false;
+    }
+    TrackedData &history = m_trackedData[trackId];
+    if (history.data.isEmpty() && trackId != m_timeTrackId)
+        firstSample(history);
+    const int n = history.data.size();
+    if (n == 0 || qint64(n) * count != values.size()) {
+        qCDebug(lcResults, "%d samples of tracked value %d with %d values skipped", count, trackId,
+            int(values.size()));
+        return false;
+    }
+    makeRoom(history.time, count);
+    history.time.append(x);
+    double lo = history.min;
+    double hi = history.max;
+    for (int c = 0; c < n; ++c) {
+        QVector<double> &out = history.data[c];
+        makeRoom(out, count);
+        const double *in = values.constData() + qint64(c) * count;
+        for (int p = 0; p < count; ++p) {
+            const double v = in[p];
+            out.append(v);
+            if (lo > v)
+                lo = v;
+            if (v > hi)
+                hi = v;
+        }
+    }
+    history.min = lo;
+    history.max = hi;
+    indexExtremes(trackId, history);
+    emit trackedDataReceived(trackId);
+    return true;
 }
 
 void KvcResultsData::indexExtremes(int trackId, const TrackedData &history)

@@ -138,6 +138,16 @@ public:
     /// next sample or rule data.
     const KvcMinMaxIndex *simTrackedExtremes(int trackId, int component) const;
 
+    /// Stores x.size() samples of tracked value `trackId` at once, as the
+    /// same samples in batches would be stored, for a reader that has them
+    /// column by column (KvcRunFile): sample p at time x[p] with component c
+    /// at values[c * x.size() + p] (for the time track: x the simulated times,
+    /// values the execution times in seconds). Emits trackedDataReceived()
+    /// once, after the last. Stores nothing and returns false when a batch
+    /// would skip them: an unknown value, or a component count that does not
+    /// fit its history.
+    bool appendSamples(int trackId, const QVector<double> &x, const QVector<double> &values);
+
     /// Last simulated time received; 0.0 before the first time sample.
     double currentTime() const;
     /// Execution time of the last time sample in seconds; 0.0 before it.
@@ -160,6 +170,7 @@ private:
     void addGraphic(QString ruleName, const KvCommClientTrackedRuleDataInfo &info);
     void addGraphicSeries(GraphicsData *graphic, const KvCommClientTrackedIndexData *index);
     void adjustTrackedDataSize(TrackedData &history);
+    void firstSample(TrackedData &history);
     void growAhead();
     void indexExtremes(int trackId, const TrackedData &history);
 

@@ -106,9 +106,11 @@ QSharedPointer<KvcResultsData> KvcResultsWidget::resultData() { return m_resultD
 void KvcResultsWidget::initCharts()
 {
     views = {urChart, mrChart, lrChart, ulChart};
+    // A view without a manager shows a run that is over (a file): its charts
+    // look as the live charts did, which showed everything from the start.
     const QVector<GraphicsData *> &graphics = m_resultData->graphics();
     for (int i = 0; i < ChartCount; ++i) {
-        charts[i] = std::make_unique<KvcChartData>(graphics.value(i), *m_resultData);
+        charts[i] = std::make_unique<KvcChartData>(graphics.value(i), *m_resultData, !actMgr);
         KvcChartData *data = charts[i].get();
         QChartView *view = views[i];
         // The form's views come with a chart of their own that setChart() would leave behind.
@@ -216,7 +218,7 @@ void KvcResultsWidget::updateChartGraphic(int chartIndex, int graphicIndex)
     if (chartIndex < 0 || chartIndex >= ChartCount || graphicIndex < 0
         || graphicIndex >= graphics.size())
         return;
-    charts[chartIndex]->setGraphic(graphics.at(graphicIndex), *m_resultData);
+    charts[chartIndex]->setGraphic(graphics.at(graphicIndex), *m_resultData, !actMgr);
     charts[chartIndex]->setLogarithmic(
         logGraphics.contains(graphics.at(graphicIndex)), *m_resultData);
     scheduleFrame();
@@ -238,7 +240,7 @@ void KvcResultsWidget::ruleInfoAvailable()
             break;
         }
     }
-    charts[largeChart]->setGraphic(chosen, *m_resultData);
+    charts[largeChart]->setGraphic(chosen, *m_resultData, !actMgr);
     charts[largeChart]->setLogarithmic(logGraphics.contains(chosen), *m_resultData);
     scheduleFrame();
 }
@@ -287,11 +289,13 @@ void KvcResultsWidget::updateHeaderData()
 
 void KvcResultsWidget::executionStatusChanged(KvcActionManager::ExecutionStatus newStatus)
 {
-    const KvcActionManager::ExecutionStatus oldStatus = status;
+    // Once its run is over the view is a record: statuses of the last second
+    // belong to the next run, and what is kept (record()) is what is shown.
+    if (!isLive(status))
+        return;
     status = newStatus;
     statusTime = QDateTime::currentDateTime();
-    if (isLive(oldStatus))
-        updateHeaderStatus();
+    updateHeaderStatus();
     if (!isLive(newStatus))
         progress->finish(newStatus == KvcActionManager::Finished
             || newStatus == KvcActionManager::Canceled || newStatus == KvcActionManager::Aborted);

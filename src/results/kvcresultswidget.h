@@ -24,12 +24,16 @@ class QTimer;
 /// tracked values against simulated time and the execution's log.
 ///
 /// It follows the action manager (status changes and log messages, until one
-/// second after a final status), the results data (simulation information,
+/// second after a final status; statuses after a final one are another run's
+/// and change nothing), the results data (simulation information,
 /// rule data, samples; for its whole life) and the user, who may drop any
 /// graphic of the results data onto any chart (MIME type
 /// "application/x-GraphIndex" with the graphic's index as decimal text; text
 /// that is not a number shows graphic 0). The view starts no drags and has no
-/// signals.
+/// signals. A view without an action manager shows a run that is over (a
+/// run file, showRecord()): its charts look as those of a view that followed
+/// the run from its start, iterations and errors drawn from the first sample
+/// and axes grown sample by sample.
 ///
 /// Ownership: the host owns the view; the view keeps its own reference to the
 /// results data, so the data lives at least as long as the view. It does not

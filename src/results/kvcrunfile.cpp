@@ -20,8 +20,18 @@
 
 namespace {
 
-// A batch frame stays well below the protocol's frame limit.
+// A frame of samples stays well below the protocol's frame limit.
 constexpr qsizetype MaxBatchBytes = 4 * 1024 * 1024;
+
+// Keys of a ColumnsFrame.
+enum ColumnsKey {
+    KeyId = 1, ///< tracked value
+    KeyCount, ///< samples in the frame
+    KeyTimes, ///< time track only: the simulated times, little-endian doubles
+    KeyFirstStep, ///< the samples are at time steps first, first + 1, ... (-1: before the first)
+    KeySteps, ///< or: the time step of each sample, little-endian 32-bit integers
+    KeyValues ///< little-endian doubles, component by component
+};
 
 bool sameBits(double a, double b) { return std::memcmp(&a, &b, sizeof a) == 0; }
 
@@ -58,93 +68,196 @@ KvcActionManager::ExecutionStatus statusOfServer(qint32 status)
     }
 }
 
-// Rebuilds batches from the histories: a batch per time sample, holding the
-// samples of every other value stored at that time, in history order. A
-// sample's time is the latest time sample before it, so matching each
-// history greedily against the time samples in order places every sample at
-// a batch that gives it the same time (before the first time sample: 0.0).
-class BatchWriter
+QByteArray littleEndian(const double *values, int count)
+{
+    QByteArray out(count * int(sizeof(double)), Qt::Uninitialized);
+    qToLittleEndian<double>(values, count, out.data());
+    return out;
+}
+
+// Writes the histories column by column (ColumnsFrame): in pieces of
+// StepsPerPiece time samples, the time track's piece, then every other
+// value's samples up to the end of that piece, so that a file cut anywhere
+// holds a run up to some time. A sample's time is the latest time sample
+// before it (0.0 before the first), so matching each history greedily against
+// the time samples in order gives every sample a time step with the same
+// time; a value sampled at every step from some step on needs only the first.
+class ColumnWriter
 {
 public:
-    BatchWriter(QIODevice &out, KvcResultsData &data, const QVector<bool> &skip)
+    static constexpr int StepsPerPiece = 1024;
+
+    ColumnWriter(QIODevice &out, KvcResultsData &data, const QVector<bool> &skip)
         : out(out)
         , data(data)
         , skip(skip)
         , next(skip.size(), 0)
+        , step(skip.size(), -1)
     { }
 
-    bool writeAll()
+    // Whether every sample of `h` has a time step: true for any history that
+    // samples filled, checked so that nothing is lost silently.
+    static bool matches(const KvcResultsData::TrackedData &h, const QVector<double> &times)
     {
-        const QVector<double> &times = data.simTimeData();
-        const QVector<double> &exec = data.simExecTimeData();
-        if (!writeStep(-1, 0.0, 0))
-            return false;
-        for (int k = 0; k < times.size(); ++k) {
-            // The elapsed time comes back exactly: it was stored as ms / 1000.
-            const qint64 ms = qRound64(exec.value(k) * 1000.0);
-            if (!writeStep(k, times.at(k), ms))
+        int k = -1;
+        for (const double x : h.time) {
+            while (k < times.size() && !sameBits(x, k < 0 ? 0.0 : times.at(k)))
+                ++k;
+            if (k == times.size())
                 return false;
         }
         return true;
     }
 
-private:
-    bool writeStep(int k, double time, qint64 elapsed)
+    bool writeAll()
     {
-        batch.clear();
-        bytes = 0;
-        if (k >= 0)
-            add(KvCommClientTrackedData(data.timeTrackId(), {time}), elapsed);
-        for (int id = 0; id < skip.size(); ++id) {
-            if (id == data.timeTrackId() || skip.at(id))
-                continue;
-            const KvcResultsData::TrackedData &h = data.simTrackedData(id);
-            int &p = next[id];
-            while (p < h.time.size() && sameBits(h.time.at(p), time)) {
-                QVector<double> values(h.data.size());
-                for (int c = 0; c < h.data.size(); ++c)
-                    values[c] = h.data.at(c).at(p);
-                if (!add(KvCommClientTrackedData(id, std::move(values)), elapsed))
+        const int numTimes = data.simTimeData().size();
+        for (int k0 = 0; k0 == 0 || k0 < numTimes; k0 += StepsPerPiece) {
+            const int k1 = qMin(numTimes, k0 + StepsPerPiece);
+            if (k1 > k0 && !writeTimes(k0, k1))
+                return false;
+            for (int id = 0; id < skip.size(); ++id) {
+                if (id != data.timeTrackId() && !skip.at(id) && !writeValue(id, k1))
                     return false;
-                ++p;
             }
         }
-        return flush(elapsed);
-    }
-
-    bool add(KvCommClientTrackedData sample, qint64 elapsed)
-    {
-        // A full batch goes out without its time sample: the samples after it
-        // keep the time of the last time sample all the same.
-        const qsizetype size = sample.values.size() * qsizetype(sizeof(double)) + 8;
-        if (!batch.isEmpty()
-            && (bytes + size > MaxBatchBytes || batch.size() >= KvCommProtocol::MaxSamplesPerBatch)
-            && !flush(elapsed))
-            return false;
-        batch.append(std::move(sample));
-        bytes += size;
         return true;
     }
 
-    bool flush(qint64 elapsed)
+private:
+    bool writeTimes(int k0, int k1)
     {
-        if (batch.isEmpty())
-            return true;
-        const QByteArray frame = KvCommFrameWriter::samples(batch, elapsed, sequence);
-        sequence += batch.size();
-        batch.clear();
-        bytes = 0;
+        const int id = data.timeTrackId();
+        const KvcResultsData::TrackedData &h = data.simTrackedData(id);
+        QCborMap map;
+        map.insert(KeyId, id);
+        map.insert(KeyCount, k1 - k0);
+        map.insert(KeyTimes, littleEndian(h.time.constData() + k0, k1 - k0));
+        map.insert(KeyValues, littleEndian(h.data.at(0).constData() + k0, k1 - k0));
+        return write(map);
+    }
+
+    // The samples of `id` at steps before k1, in frames of at most
+    // MaxBatchBytes of values.
+    bool writeValue(int id, int k1)
+    {
+        const KvcResultsData::TrackedData &h = data.simTrackedData(id);
+        const QVector<double> &times = data.simTimeData();
+        const int components = h.data.size();
+        const int perFrame = qMax(1, int(MaxBatchBytes / (8 * qMax(components, 1) + 4)));
+        int &p = next[id];
+        int &k = step[id];
+        while (p < h.time.size()) {
+            QVector<qint32> steps;
+            bool consecutive = true;
+            const int from = p;
+            for (; p < h.time.size() && p - from < perFrame; ++p) {
+                while (k < k1 && !sameBits(h.time.at(p), k < 0 ? 0.0 : times.at(k)))
+                    ++k;
+                if (k == k1)
+                    break;
+                consecutive = consecutive && (steps.isEmpty() || k == steps.last() + 1);
+                steps.append(k);
+            }
+            const int count = p - from;
+            if (count == 0)
+                return true;
+            QCborMap map;
+            map.insert(KeyId, id);
+            map.insert(KeyCount, count);
+            if (consecutive) {
+                map.insert(KeyFirstStep, steps.first());
+            } else {
+                QByteArray bytes(count * 4, Qt::Uninitialized);
+                qToLittleEndian<qint32>(steps.constData(), count, bytes.data());
+                map.insert(KeySteps, bytes);
+            }
+            QByteArray values;
+            values.reserve(count * components * int(sizeof(double)));
+            for (const QVector<double> &component : h.data)
+                values += littleEndian(component.constData() + from, count);
+            map.insert(KeyValues, values);
+            if (!write(map))
+                return false;
+        }
+        return true;
+    }
+
+    bool write(const QCborMap &map)
+    {
+        const QByteArray frame = fileFrame(KvcRunFile::ColumnsFrame, map);
         return out.write(frame) == frame.size();
     }
 
     QIODevice &out;
     KvcResultsData &data;
     const QVector<bool> &skip;
-    QVector<int> next;
-    QList<KvCommClientTrackedData> batch;
-    qsizetype bytes = 0;
-    qint64 sequence = 0;
+    QVector<int> next; // per value: its first sample not written yet
+    QVector<int> step; // per value: the time step of its last sample written
 };
+
+// Stores a ColumnsFrame's samples: every check of a batch of the same
+// samples, and the steps must name time samples already read.
+bool readColumns(const QByteArray &body, KvCommClientData &store, KvcResultsData &data,
+    QVector<double> &x, QVector<double> &values, QString *why)
+{
+    const auto fail = [why](const QString &reason) {
+        *why = reason;
+        return false;
+    };
+    if (!store.hasRuleData())
+        return fail(KvcRunFile::tr("samples before the rule data"));
+    const QCborMap map = QCborValue::fromCbor(body).toMap();
+    const qint64 id = map.value(KeyId).toInteger(-1);
+    const qint64 count = map.value(KeyCount).toInteger(0);
+    const bool isTime = id >= 0 && id == data.timeTrackId();
+    const int components
+        = isTime ? 1 : store.expectedComponents(int(qBound<qint64>(-1, id, INT_MAX)));
+    if (components < 0)
+        return fail(KvcRunFile::tr("samples of an unknown or unindexed value %1").arg(id));
+    const QByteArray bytes = map.value(KeyValues).toByteArray();
+    if (count < 1 || count > KvCommProtocol::MaxFrameSize || components == 0
+        || bytes.size() != count * components * qint64(sizeof(double)))
+        return fail(KvcRunFile::tr("%1 samples of value %2 in %3 bytes")
+                        .arg(count)
+                        .arg(id)
+                        .arg(bytes.size()));
+    values.resize(int(count * components));
+    qFromLittleEndian<double>(bytes.constData(), values.size(), values.data());
+    x.resize(int(count));
+    const QVector<double> &times = data.simTimeData();
+    const qint64 numTimes = times.size();
+    const auto timeOf = [&times](qint64 k) { return k < 0 ? 0.0 : times.at(int(k)); };
+    const QCborValue first = map.value(KeyFirstStep);
+    const QByteArray stepBytes = map.value(KeySteps).toByteArray();
+    if (isTime) {
+        const QByteArray timeBytes = map.value(KeyTimes).toByteArray();
+        if (timeBytes.size() != count * qint64(sizeof(double)))
+            return fail(KvcRunFile::tr("%1 times in %2 bytes").arg(count).arg(timeBytes.size()));
+        qFromLittleEndian<double>(timeBytes.constData(), count, x.data());
+    } else if (first.isInteger()) {
+        const qint64 k = first.toInteger();
+        if (k < -1 || k + count > numTimes)
+            return fail(KvcRunFile::tr("samples at steps %1 to %2 of %3")
+                            .arg(k)
+                            .arg(k + count - 1)
+                            .arg(numTimes));
+        for (int p = 0; p < count; ++p)
+            x[p] = timeOf(k + p);
+    } else if (stepBytes.size() == count * 4) {
+        for (int p = 0; p < count; ++p) {
+            const qint32 k = qFromLittleEndian<qint32>(stepBytes.constData() + 4 * p);
+            if (k < -1 || k >= numTimes)
+                return fail(KvcRunFile::tr("a sample at step %1 of %2").arg(k).arg(numTimes));
+            x[p] = timeOf(k);
+        }
+    } else {
+        return fail(KvcRunFile::tr("samples without times"));
+    }
+    // Samples that a batch would skip are skipped here too, as on a connection.
+    data.appendSamples(int(id), x, values);
+    return true;
+}
 
 } // namespace
 
@@ -183,6 +296,7 @@ bool KvcRunFile::save(const QString &fileName, KvcResultsData &data, const KvcRu
     const QSharedPointer<KvCommClientData> store = data.simulationData();
     QVector<bool> skip;
     QStringList skipped;
+    QStringList unmatched;
     if (store) {
         head += KvCommFrameWriter::simulationInfo(store->simName(), store->simDescription(),
             store->simFiles(), store->simLoadingTime(), store->simRunningTime());
@@ -206,22 +320,21 @@ bool KvcRunFile::save(const QString &fileName, KvcResultsData &data, const KvcRu
         skip.fill(false, tracked.size());
         for (int i = 0; i < tracked.size(); ++i) {
             const KvcResultsData::TrackedData &h = data.simTrackedData(i);
-            if (i != data.timeTrackId() && !h.time.isEmpty()
-                && h.data.size() != store->expectedComponents(i)) {
+            if (i == data.timeTrackId() || h.time.isEmpty())
+                continue;
+            if (h.data.size() != store->expectedComponents(i)) {
                 skip[i] = true;
                 skipped << tracked.at(i).name;
+            } else if (!ColumnWriter::matches(h, data.simTimeData())) {
+                skip[i] = true;
+                unmatched << tracked.at(i).name;
             }
         }
     }
-    if (file.write(head) != head.size())
-        return failed(file.errorString());
-    BatchWriter batches(file, data, skip);
-    if (!batches.writeAll())
-        return failed(file.errorString());
-
-    QByteArray tail;
+    // The view and the log come before the samples: a copy cut short still
+    // shows how the run ended and what it said.
     for (const KvcRunLogMessage &message : view.log)
-        tail += logFrame(message.level, message.text);
+        head += logFrame(message.level, message.text);
     QCborMap record;
     record.insert(1, int(view.status));
     record.insert(2, timeValue(view.statusTime));
@@ -230,15 +343,22 @@ bool KvcRunFile::save(const QString &fileName, KvcResultsData &data, const KvcRu
     for (int g : view.chartGraphics)
         charts.append(g);
     record.insert(4, charts);
-    tail += fileFrame(ViewFrame, record);
-    if (file.write(tail) != tail.size() || !file.commit())
+    head += fileFrame(ViewFrame, record);
+    if (file.write(head) != head.size())
+        return failed(file.errorString());
+    ColumnWriter columns(file, data, skip);
+    if (!columns.writeAll() || !file.commit())
         return failed(file.errorString());
     if (warning) {
-        *warning = skipped.isEmpty()
-            ? QString()
-            : tr("The samples of %1 were left out: their index data changed its number of "
-                 "lines during the run.")
-                  .arg(skipped.join(QStringLiteral(", ")));
+        QStringList notes;
+        if (!skipped.isEmpty())
+            notes << tr("The samples of %1 were left out: their index data changed its number "
+                        "of lines during the run.")
+                         .arg(skipped.join(QStringLiteral(", ")));
+        if (!unmatched.isEmpty())
+            notes << tr("The samples of %1 were left out: their times are not times of the run.")
+                         .arg(unmatched.join(QStringLiteral(", ")));
+        *warning = notes.join(QLatin1Char(' '));
     }
     return true;
 }
@@ -293,6 +413,8 @@ bool KvcRunFile::readDevice(QIODevice *device, const QString &name, Run &run)
     KvCommFrameReader decoder;
     KvCommMessage m;
     QByteArray body;
+    QVector<double> x;
+    QVector<double> values;
     qint64 frames = 0;
     const auto stop = [&](qint64 at, const QString &why) {
         run.complete = false;
@@ -357,6 +479,10 @@ bool KvcRunFile::readDevice(QIODevice *device, const QString &name, Run &run)
             run.view.log.append({m.level, m.text});
             break;
         case KvCommProtocol::Unknown: {
+            if (m.rawType == ColumnsFrame) {
+                ok = readColumns(body, *store, *run.data, x, values, &why);
+                break;
+            }
             if (m.rawType != ViewFrame && m.rawType != RawLogFrame)
                 break;
             const QCborMap map = QCborValue::fromCbor(body).toMap();

@@ -35,8 +35,8 @@ struct KvcRunView {
 ///
 /// save() writes what a results data holds now (a live run too) through
 /// QSaveFile: the simulation information, the rule data, the latest index
-/// data of every rule, every stored sample in batches that give each sample
-/// its stored time, and the view. Samples are regrouped, not kept as they
+/// data of every rule, every stored sample in ColumnsFrames that give each
+/// sample its stored time, and the view. Samples are regrouped, not kept as they
 /// came: the model stores no batches, and a sample's place in its history and
 /// its time are all that the results show. Not kept: sequence numbers, the
 /// elapsed time of batches without a time sample, descriptions that the model
@@ -63,13 +63,16 @@ class KVC_EXPORT KvcRunFile
 public:
     static constexpr char Magic[] = "KIVO-RUN";
     static constexpr int MagicSize = 8;
-    static constexpr quint32 FormatVersion = 1;
+    /// Version 2 added ColumnsFrame; version 1 files are read as ever.
+    static constexpr quint32 FormatVersion = 2;
     static constexpr int HeaderSize = MagicSize + 4;
     /// Types of the frames that only files carry (the protocol's receivers
     /// skip them as unknown types).
     enum FileFrameType : quint32 {
         ViewFrame = 1000, ///< {1: status, 2: status time (ms), 3: result name, 4: [chart graphics]}
-        RawLogFrame = 1001 ///< {1: text}: log text without a level
+        RawLogFrame = 1001, ///< {1: text}: log text without a level
+        /// Samples of one tracked value, column by column (docs/runfile.md).
+        ColumnsFrame = 1002
     };
 
     struct Run {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "kvcminmaxindex.h"
 #include "kvcresultsdata.h"
 #include "kvcrunfile.h"
 #include "ruledatafixture.h"
@@ -83,6 +84,14 @@ inline QStringList dump(KvcResultsData &data)
     for (int id = 0; data.simTrackedData(id).id >= 0; ++id) {
         const KvcResultsData::TrackedData &h = data.simTrackedData(id);
         QStringList line {QString::number(id), bits(h.min), bits(h.max)};
+        for (int c = 0; c < h.data.size(); ++c) {
+            const KvcMinMaxIndex *index = data.simTrackedExtremes(id, c);
+            const KvcMinMaxIndex::Extent e
+                = index ? index->extent(h.data.at(c), 0, h.time.size()) : KvcMinMaxIndex::Extent();
+            line << QStringLiteral("extent %1 %2 %3")
+                        .arg(index ? index->size() : -1)
+                        .arg(bits(e.min), bits(e.max));
+        }
         for (int p = 0; p < h.time.size(); ++p) {
             line << bits(h.time.at(p));
             for (const QVector<double> &c : h.data)

@@ -8,10 +8,15 @@
 #include <QLabel>
 #include <QTemporaryDir>
 #include <QTextEdit>
+#include <QTimer>
+#include <QtCharts/QChartView>
+#include <QtCharts/QValueAxis>
 #include <QtEndian>
 #include <QtTest>
 
 #include <clocale>
+
+using namespace QtCharts;
 
 class TestKvcRunFile : public QObject
 {
@@ -24,6 +29,7 @@ private slots:
     void refusedFiles_data();
     void refusedFiles();
     void viewRecordRoundTrip();
+    void reopenedChartsLookAsTheyDidLive();
     void csvExportReadsBackExactly();
 
 private:
@@ -109,7 +115,7 @@ void TestKvcRunFile::refusedFiles_data()
     QTest::newRow("empty") << QByteArray() << "is not a Kivo run file";
     QTest::newRow("text") << QByteArray("time,P\n0.1,2\n") << "is not a Kivo run file";
     QTest::newRow("magic only") << QByteArray("KIVO-RUN") << "is not a Kivo run file";
-    QTest::newRow("newer format") << newer << "format version 2";
+    QTest::newRow("newer format") << newer << "format version 3";
     QTest::newRow("version 0") << zero << "format version 0";
 }
 
@@ -153,6 +159,38 @@ void TestKvcRunFile::viewRecordRoundTrip()
     QCOMPARE(reopened.record().chartGraphics, view.chartGraphics);
     QCOMPARE(reopened.findChild<QTextEdit *>("logTed")->toHtml(),
         live.findChild<QTextEdit *>("logTed")->toHtml());
+}
+
+void TestKvcRunFile::reopenedChartsLookAsTheyDidLive()
+{
+    // A view that followed the run from its start, and the same run reopened.
+    RunFixture::Run run;
+    KvcResultsWidget live(nullptr, KvcActionManager::Running, run.data);
+    RunFixture::fill(run, 40, 0);
+    QVERIFY(KvcRunFile::save(dir.filePath("c.kivorun"), *run.data, live.record(), nullptr));
+    KvcRunFile::Run back;
+    QVERIFY(KvcRunFile::open(dir.filePath("c.kivorun"), back));
+    KvcResultsWidget reopened(nullptr, back.view.status, back.data);
+    reopened.showRecord(back.view);
+
+    const auto shown = [](KvcResultsWidget &view, const char *name) {
+        QChart *chart = view.findChild<QChartView *>(name)->chart();
+        QStringList out {chart->title()};
+        for (QAbstractAxis *axis : chart->axes()) {
+            const auto *values = static_cast<QValueAxis *>(axis);
+            out << QStringLiteral("%1..%2").arg(values->min()).arg(values->max());
+        }
+        return out.join(' ');
+    };
+    // The axes take their ranges when frames draw the charts: until the
+    // views' frame timers stop.
+    const auto drawing = [](KvcResultsWidget &view) {
+        const auto timers = view.findChildren<QTimer *>(QString(), Qt::FindDirectChildrenOnly);
+        return std::any_of(timers.cbegin(), timers.cend(), [](QTimer *t) { return t->isActive(); });
+    };
+    QTRY_VERIFY(!drawing(live) && !drawing(reopened));
+    for (const char *name : {"urChart", "mrChart", "lrChart", "ulChart"})
+        QCOMPARE(shown(reopened, name), shown(live, name));
 }
 
 void TestKvcRunFile::csvExportReadsBackExactly()
