@@ -4,8 +4,20 @@
 <context>
     <name>GraphicsList</name>
     <message>
-        <source>Drag a graphic onto a chart to show it there</source>
-        <translation>Ziehen Sie eine Grafik auf ein Diagramm, um sie dort anzuzeigen</translation>
+        <source>%1 [%2]</source>
+        <translation>%1 [%2]</translation>
+    </message>
+    <message>
+        <source>Rule: %1</source>
+        <translation>Regel: %1</translation>
+    </message>
+    <message>
+        <source>Series: %1</source>
+        <translation>Reihen: %1</translation>
+    </message>
+    <message>
+        <source>Double-click to show it on the large chart, or drag it onto any chart.</source>
+        <translation>Doppelklicken, um sie im großen Diagramm anzuzeigen, oder auf ein beliebiges Diagramm ziehen.</translation>
     </message>
 </context>
 <context>
@@ -99,10 +111,6 @@
     <message>
         <source>Graphics</source>
         <translation>Grafiken</translation>
-    </message>
-    <message>
-        <source>Drag a graphic onto a chart.</source>
-        <translation>Ziehen Sie eine Grafik auf ein Diagramm.</translation>
     </message>
     <message>
         <source>&amp;Open model...</source>
@@ -275,6 +283,180 @@
     <message>
         <source>%1: %2 after %3</source>
         <translation>%1: %2 nach %3</translation>
+    </message>
+    <message>
+        <source>&amp;View</source>
+        <translation>&amp;Ansicht</translation>
+    </message>
+    <message>
+        <source>Drag a graphic onto a chart, or double-click it to show it on the large chart.</source>
+        <translation>Ziehen Sie eine Grafik auf ein Diagramm oder doppelklicken Sie sie, um sie im großen Diagramm anzuzeigen.</translation>
+    </message>
+    <message>
+        <source>Filter graphics</source>
+        <translation>Grafiken filtern</translation>
+    </message>
+    <message>
+        <source>&amp;Keyboard shortcuts...</source>
+        <translation>&amp;Tastenkürzel...</translation>
+    </message>
+    <message>
+        <source>The keys and mouse gestures of the window and its charts</source>
+        <translation>Die Tasten und Mausgesten des Fensters und seiner Diagramme</translation>
+    </message>
+    <message>
+        <source>Recent &amp;models</source>
+        <translation>Zuletzt verwendete &amp;Modelle</translation>
+    </message>
+    <message>
+        <source>&amp;Graphics panel</source>
+        <translation>&amp;Grafikbereich</translation>
+    </message>
+    <message>
+        <source>&amp;Toolbar</source>
+        <translation>&amp;Werkzeugleiste</translation>
+    </message>
+    <message>
+        <source>&lt;p&gt;Simulator: none usable at %1&lt;/p&gt;</source>
+        <translation>&lt;p&gt;Simulator: keiner verwendbar unter %1&lt;/p&gt;</translation>
+    </message>
+    <message>
+        <source>This run is still going: cancel or terminate it before closing its tab</source>
+        <translation>Diese Ausführung läuft noch: brechen Sie sie ab oder beenden Sie sie, bevor Sie ihren Reiter schließen</translation>
+    </message>
+    <message>
+        <source>Settings</source>
+        <translation>Einstellungen</translation>
+    </message>
+    <message>
+        <source>The settings in %1 could not be read; Kivo Studio starts with its defaults. The file was kept as %2.</source>
+        <translation>Die Einstellungen in %1 konnten nicht gelesen werden; Kivo Studio startet mit seinen Vorgaben. Die Datei wurde als %2 aufbewahrt.</translation>
+    </message>
+    <message>
+        <source>No longer found, removed from the recent models: %1</source>
+        <translation>Nicht mehr gefunden, aus den zuletzt verwendeten Modellen entfernt: %1</translation>
+    </message>
+    <message>
+        <source>No recent models</source>
+        <translation>Keine zuletzt verwendeten Modelle</translation>
+    </message>
+    <message>
+        <source>Recent models</source>
+        <translation>Zuletzt verwendete Modelle</translation>
+    </message>
+    <message>
+        <source>The model %1 no longer exists; it was removed from the recent models.</source>
+        <translation>Das Modell %1 existiert nicht mehr; es wurde aus den zuletzt verwendeten Modellen entfernt.</translation>
+    </message>
+    <message>
+        <source>Port %1 is taken, most likely by another run&apos;s monitoring server. To run this model at the same time, open Simulation &gt; Run options, untick &quot;Enable automatic monitoring settings&quot;, enter a free port and connect with Simulation &gt; Monitor once the run has started; or run it again when the other run has ended.</source>
+        <translation>Port %1 ist belegt, höchstwahrscheinlich durch den Überwachungsserver einer anderen Ausführung. Um dieses Modell gleichzeitig auszuführen, öffnen Sie Simulation &gt; Laufoptionen, entfernen Sie das Häkchen bei &quot;Enable automatic monitoring settings&quot;, geben Sie einen freien Port ein und verbinden Sie sich nach dem Start mit Simulation &gt; Überwachen; oder führen Sie es erneut aus, wenn die andere Ausführung beendet ist.</translation>
+    </message>
+    <message>
+        <source>The run was aborted: %1</source>
+        <translation>Die Ausführung wurde abgebrochen: %1</translation>
+    </message>
+    <message>
+        <source>The run was aborted: port %1 is taken by another run</source>
+        <translation>Die Ausführung wurde abgebrochen: Port %1 ist durch eine andere Ausführung belegt</translation>
+    </message>
+    <message>
+        <source>The simulator stopped with: %1</source>
+        <translation>Der Simulator endete mit: %1</translation>
+    </message>
+    <message>
+        <source>The simulator stopped with: %1
+%2</source>
+        <translation>Der Simulator endete mit: %1
+%2</translation>
+    </message>
+    <message>
+        <source>Close this tab</source>
+        <translation>Diesen Reiter schließen</translation>
+    </message>
+    <message>
+        <source>Double-click, Enter</source>
+        <translation>Doppelklick, Eingabetaste</translation>
+    </message>
+    <message>
+        <source>Graphics panel: show the graphic on the large chart</source>
+        <translation>Grafikbereich: die Grafik im großen Diagramm anzeigen</translation>
+    </message>
+    <message>
+        <source>Drag</source>
+        <translation>Ziehen</translation>
+    </message>
+    <message>
+        <source>Graphics panel: show the graphic on the chart it is dropped on</source>
+        <translation>Grafikbereich: die Grafik in dem Diagramm anzeigen, auf dem sie abgelegt wird</translation>
+    </message>
+    <message>
+        <source>Wheel</source>
+        <translation>Mausrad</translation>
+    </message>
+    <message>
+        <source>Chart: zoom the time axis around the mouse</source>
+        <translation>Diagramm: die Zeitachse um den Mauszeiger zoomen</translation>
+    </message>
+    <message>
+        <source>Ctrl+Wheel</source>
+        <translation>Strg+Mausrad</translation>
+    </message>
+    <message>
+        <source>Chart: zoom the value axis</source>
+        <translation>Diagramm: die Werteachse zoomen</translation>
+    </message>
+    <message>
+        <source>Middle button drag, Shift+drag</source>
+        <translation>Ziehen mit mittlerer Taste, Umschalt+Ziehen</translation>
+    </message>
+    <message>
+        <source>Chart: move the plot</source>
+        <translation>Diagramm: die Darstellung verschieben</translation>
+    </message>
+    <message>
+        <source>Left button drag</source>
+        <translation>Ziehen mit linker Taste</translation>
+    </message>
+    <message>
+        <source>Chart: zoom into the rectangle</source>
+        <translation>Diagramm: in das Rechteck zoomen</translation>
+    </message>
+    <message>
+        <source>Double-click, Home</source>
+        <translation>Doppelklick, Pos1</translation>
+    </message>
+    <message>
+        <source>Chart: reset the zoom and follow the data again</source>
+        <translation>Diagramm: den Zoom zurücksetzen und wieder den Daten folgen</translation>
+    </message>
+    <message>
+        <source>Right click, Menu key, Shift+F10</source>
+        <translation>Rechtsklick, Menütaste, Umschalt+F10</translation>
+    </message>
+    <message>
+        <source>Chart: menu to reset the zoom, save or copy the image, export or copy the data</source>
+        <translation>Diagramm: Menü, um den Zoom zurückzusetzen, das Bild zu speichern oder zu kopieren, die Daten zu exportieren oder zu kopieren</translation>
+    </message>
+    <message>
+        <source>Click on a legend entry</source>
+        <translation>Klick auf einen Legendeneintrag</translation>
+    </message>
+    <message>
+        <source>Chart: hide or show that series</source>
+        <translation>Diagramm: diese Reihe aus- oder einblenden</translation>
+    </message>
+    <message>
+        <source>Keyboard shortcuts</source>
+        <translation>Tastenkürzel</translation>
+    </message>
+    <message>
+        <source>Keys</source>
+        <translation>Tasten</translation>
+    </message>
+    <message>
+        <source>Action</source>
+        <translation>Aktion</translation>
     </message>
 </context>
 </TS>

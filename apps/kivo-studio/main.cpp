@@ -155,13 +155,21 @@ int main(int argc, char **argv)
         QStringLiteral("The model to open (default: the bundled example)."));
     parser.process(app);
 
-    const QString model = parser.positionalArguments().value(0, defaultModel());
+    // The model named, else the one of last time, else the bundled example.
+    QString model = parser.positionalArguments().value(0);
+    if (model.isEmpty() && !headless)
+        model = StudioWindow::lastModel();
+    if (model.isEmpty())
+        model = defaultModel();
     StudioWindow window;
-    // Its preferred size, on a screen that has room for it.
-    QSize size(1400, 900);
-    if (!headless && window.screen())
-        size = size.boundedTo(window.screen()->availableGeometry().size());
-    window.resize(size);
+    // As the user left it; else its preferred size, on a screen that has room
+    // for it. The headless job's picture always has the preferred size.
+    if (headless || !window.hasRestoredGeometry()) {
+        QSize size(1400, 900);
+        if (!headless && window.screen())
+            size = size.boundedTo(window.screen()->availableGeometry().size());
+        window.resize(size);
+    }
     window.show();
     if (!model.isEmpty())
         window.openModel(QFileInfo(model).absoluteFilePath());

@@ -8,10 +8,16 @@
 #include "ui_studiowindow.h"
 
 #include <QElapsedTimer>
+#include <QHash>
 #include <QMainWindow>
 #include <QPointer>
 #include <QSharedPointer>
 
+class QDialog;
+class QLabel;
+class QMenu;
+class QSettings;
+class QSplitter;
 class QSystemTrayIcon;
 
 // The demo host: one action manager driven by the window's seven actions,
@@ -26,6 +32,17 @@ class QSystemTrayIcon;
 // (QApplication::alert) and, where the platform has a system tray, a desktop
 // notice names the model, the final status and the run's duration; the
 // tray icon goes once the window is active again.
+//
+// The window remembers, in the application's QSettings, its geometry, its
+// docks and toolbar, the splitters of results views, the last model and the
+// recent models. A settings file that cannot be read is kept aside as
+// "<file>.unreadable" and the defaults are used; values of a foreign type are
+// ignored one by one.
+//
+// A run that aborts shows the simulator's own error line (its first "kivo:
+// error:" or "[ERROR]" line, or the server's first error message) in the
+// status bar and above its results tab; when the monitoring port is taken,
+// the line says what to do instead.
 class StudioWindow
     : public QMainWindow
     , private Ui::StudioWindow
@@ -45,6 +62,15 @@ public:
     QSharedPointer<KvcResultsData> latestResults() const { return latestData; }
     KvcResultsWidget *latestView() const { return latestResultsView; }
     RunFileMenu *runFiles() const { return runFileMenu; }
+    /// The model opened last time (empty when none was, or it is gone).
+    static QString lastModel();
+    /// The remembered models, most recent first.
+    static QStringList recentModels();
+    static constexpr int MaxRecentModels = 8;
+    /// Whether the window took the geometry it had when it last closed.
+    bool hasRestoredGeometry() const { return geometryRestored; }
+    /// The error line of the latest run (empty when it had none).
+    QString runErrorLine() const { return runError; }
 
 signals:
     /// An execution has ended and the manager is idle again.
@@ -69,6 +95,20 @@ private:
     void nameRunTab();
     void showRunStatus(KvcActionManager::ExecutionStatus status);
     void notifyRunEnded(KvcActionManager::ExecutionStatus status);
+    void restoreSettings();
+    void saveSettings();
+    void rememberModel(const QString &file);
+    void fillRecentModels();
+    void openRecentModel(const QString &file);
+    void restoreSplitters(QWidget *view);
+    void noteLogLine(int level, const QString &text);
+    void showRunError();
+    void updateCloseButtons();
+    void showGraphicLarge(int index);
+    void showShortcuts();
+    void showGraphicsOf(const KvcResultsData *data);
+    QString runEndText(KvcActionManager::ExecutionStatus status) const;
+    static QString runningTabTip();
 
     KvcActionManager *actMgr = nullptr;
     QPointer<KvcLuaFileWidget> modelView;
@@ -84,4 +124,13 @@ private:
     QElapsedTimer runClock;
     KvcActionManager::ExecutionStatus runStatus = KvcActionManager::Unknown;
     QSystemTrayIcon *tray = nullptr;
+    QMenu *recentModelsMenu = nullptr;
+    QPointer<QDialog> shortcutsDialog;
+    // Splitter states of results views by splitter name, the latest moved.
+    QHash<QString, QByteArray> splitterStates;
+    // The first error line of the current run.
+    QString runError;
+    QString outputTail;
+    bool settingsUnreadable = false;
+    bool geometryRestored = false;
 };

@@ -27,5 +27,6 @@ private slots:
     void okRequested();
 
 private:
+    void compactLayout();
     KvcOptionsWidget *optionsWidget = nullptr;
 };

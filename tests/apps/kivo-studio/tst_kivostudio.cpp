@@ -5,6 +5,7 @@
 #include "studiowindow.h"
 
 #include "childprocesses.h"
+#include "graphicslist.h"
 #include "kvcommclientdata.h"
 #include "kvcresultsdata.h"
 #include "kvcresultswidget.h"
@@ -12,13 +13,24 @@
 #include "managerhost.h"
 
 #include <QChartView>
+#include <QCheckBox>
+#include <QDockWidget>
 #include <QLabel>
+#include <QLineEdit>
 #include <QListWidget>
+#include <QMenu>
 #include <QMimeData>
+#include <QPushButton>
+#include <QSettings>
 #include <QSignalSpy>
+#include <QSplitter>
 #include <QStatusBar>
+#include <QTabBar>
 #include <QTabWidget>
+#include <QTableWidget>
+#include <QTcpServer>
 #include <QTemporaryDir>
+#include <QToolBar>
 #include <QtTest>
 
 #include <memory>
@@ -120,6 +132,9 @@ private slots:
         file.write(pacedModel);
     }
 
+    // Every test starts from the defaults; nothing reaches a user's settings.
+    void init() { QSettings().clear(); }
+
     void cleanup()
     {
         QTRY_COMPARE(visibleTopLevelWidgets(), 0);
@@ -166,9 +181,33 @@ private slots:
         QTRY_VERIFY(data->graphics().size() > data->numSpecialGraphics());
         QTRY_COMPARE(graphics->count(), data->graphics().size());
         for (int i = 0; i < data->graphics().size(); ++i) {
-            QCOMPARE(graphics->item(i)->text(), data->graphics().at(i)->title);
+            QVERIFY(graphics->item(i)->text().startsWith(data->graphics().at(i)->title));
             QCOMPARE(graphics->item(i)->font().italic(), i < data->numSpecialGraphics());
         }
+        // With its unit, its rule and series as a tooltip; too few for a filter.
+        const QList<QListWidgetItem *> maxima
+            = graphics->findItems("rod (T.max)", Qt::MatchStartsWith);
+        QCOMPARE(maxima.size(), 1);
+        QCOMPARE(maxima.first()->text(), QString("rod (T.max) [degC]"));
+        QVERIFY2(maxima.first()->toolTip().startsWith("Rule: rod\nSeries: T.max"),
+            qPrintable(maxima.first()->toolTip()));
+        QVERIFY(studio->findChild<QLineEdit *>("graphicsFilterLed")->isHidden());
+        auto *list = qobject_cast<GraphicsList *>(graphics);
+        list->setFilterText("PROBE");
+        for (int i = 0; i < graphics->count(); ++i)
+            QCOMPARE(graphics->item(i)->isHidden(), !graphics->item(i)->text().contains("probe"));
+        list->setFilterText(QString());
+
+        // A double-click (or Enter) puts a graphic on the large chart.
+        auto *large = first->findChild<QChartView *>("lrChart");
+        QSignalSpy chosen(list, &GraphicsList::graphicChosen);
+        emit graphics->itemDoubleClicked(maxima.first());
+        QCOMPARE(chosen.count(), 1);
+        QCOMPARE(large->chart()->title(), QString("rod (T.max)"));
+        large->chart()->setTitle(QString());
+        graphics->setCurrentItem(maxima.first());
+        QTest::keyClick(graphics, Qt::Key_Return);
+        QCOMPARE(large->chart()->title(), QString("rod (T.max)"));
 
         // The server's times (UTC on the wire) read in local time, as the
         // run's own start does.
@@ -370,6 +409,211 @@ private slots:
         QCOMPARE(notices.count(), 1);
         QVERIFY2(notices.at(0).at(1).toString().startsWith("heat1d-long.lua: Canceled after "),
             qPrintable(notices.at(0).at(1).toString()));
+        QCOMPARE(boxes.count(), 0);
+    }
+
+    // Closed and opened again, the window is as it was left: hidden panels,
+    // its size, the results splitters, the model and the recent models; a
+    // model gone since is dropped from the list with a note.
+    void settingsSurviveARestart()
+    {
+        ModalAnswerer boxes;
+        const QString gone = dir.filePath("gone.lua");
+        QFile::copy(modelFile, gone);
+        const QString runFile = dir.filePath("kept.kivorun");
+        QList<int> sizes;
+        {
+            const std::unique_ptr<StudioWindow> studio = readyStudio();
+            QVERIFY(studio);
+            studio->openModel(gone);
+            studio->openModel(modelFile);
+            QCOMPARE(StudioWindow::recentModels(), QStringList({modelFile, gone}));
+            // The View menu hides and shows the panel and the toolbar.
+            auto *dock = studio->findChild<QDockWidget *>("graphicsDock");
+            auto *toolBar = studio->findChild<QToolBar *>("simulationToolBar");
+            action(*studio, "actionShowToolBar")->trigger();
+            QVERIFY(toolBar->isHidden());
+            action(*studio, "actionShowToolBar")->trigger();
+            QVERIFY(toolBar->isVisible());
+            action(*studio, "actionShowGraphics")->trigger();
+            QVERIFY(dock->isHidden());
+            studio->resize(1100, 720);
+
+            QSignalSpy ended(studio.get(), &StudioWindow::executionEnded);
+            monitorOnAFreePort(*studio);
+            studio->runAction()->trigger();
+            QTRY_COMPARE_WITH_TIMEOUT(ended.count(), 1, 30000);
+            auto *splitter = studio->latestView()->findChild<QSplitter *>("splitter_3");
+            sizes = splitter->sizes();
+            sizes = {sizes.value(0) + sizes.value(1) - 150, 150};
+            splitter->setSizes(sizes);
+            sizes = splitter->sizes();
+            QVERIFY(studio->runFiles()->saveRun(studio->latestView(), runFile));
+            QVERIFY(studio->close());
+        }
+        QFile::remove(gone);
+
+        StudioWindow again;
+        again.show();
+        QCOMPARE(again.size(), QSize(1100, 720));
+        QVERIFY(again.findChild<QDockWidget *>("graphicsDock")->isHidden());
+        QVERIFY(!action(again, "actionShowGraphics")->isChecked());
+        QVERIFY(again.findChild<QToolBar *>("simulationToolBar")->isVisible());
+        QCOMPARE(StudioWindow::lastModel(), modelFile);
+        auto *recent = again.findChild<QMenu *>("menuRecentModels");
+        emit recent->aboutToShow();
+        QCOMPARE(recent->actions().size(), 1);
+        QCOMPARE(recent->actions().first()->toolTip(), QDir::toNativeSeparators(modelFile));
+        QVERIFY2(again.statusBar()->currentMessage().contains("gone.lua"),
+            qPrintable(again.statusBar()->currentMessage()));
+        QCOMPARE(StudioWindow::recentModels(), QStringList({modelFile}));
+        KvcResultsWidget *opened = again.runFiles()->openRun(runFile);
+        QVERIFY(opened);
+        QCOMPARE(opened->findChild<QSplitter *>("splitter_3")->sizes(), sizes);
+        QCOMPARE(boxes.count(), 0);
+        again.close();
+    }
+
+    void unreadableSettingsGiveTheDefaults_data()
+    {
+        QTest::addColumn<QByteArray>("content");
+        QTest::addColumn<bool>("told");
+        QTest::newRow("not a settings file")
+            << QByteArray("[General\n\x01\x02\xff garbage = = =\n[[[\n", 24) << true;
+        QTest::newRow("values of a foreign type")
+            << QByteArray("[General]\nwindow_geometry=hello\nwindow_state=42\n"
+                          "recent_models=7\nlast_model=@Variant(\\0\\0\\0\\x7f)\n"
+                          "[results_splitters]\nsplitter_3=@Point(1 2)\n")
+            << false;
+    }
+
+    // Nothing crashes, the defaults are used; a file that cannot be read at
+    // all is kept aside and the user told where.
+    void unreadableSettingsGiveTheDefaults()
+    {
+        QFETCH(QByteArray, content);
+        QFETCH(bool, told);
+        ModalAnswerer boxes;
+        const QString fileName = QSettings().fileName();
+        QFile::remove(fileName + ".unreadable");
+        {
+            QFile file(fileName);
+            QVERIFY(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
+            file.write(content);
+        }
+        StudioWindow studio;
+        studio.show();
+        QTRY_COMPARE(boxes.count(), told ? 1 : 0);
+        if (told) {
+            QCOMPARE(boxes.last().title, QString("Settings"));
+            QVERIFY(boxes.last().text.contains(fileName + ".unreadable"));
+            QFile kept(fileName + ".unreadable");
+            QVERIFY(kept.open(QIODevice::ReadOnly));
+            QCOMPARE(kept.readAll(), content);
+        }
+        QVERIFY(studio.findChild<QDockWidget *>("graphicsDock")->isVisible());
+        QVERIFY(StudioWindow::lastModel().isEmpty());
+        auto *recent = studio.findChild<QMenu *>("menuRecentModels");
+        emit recent->aboutToShow();
+        QCOMPARE(recent->actions().size(), 1);
+        QVERIFY(!recent->actions().first()->isEnabled());
+        // Closing writes settings that read again.
+        QVERIFY(studio.close());
+        QSettings settings;
+        QCOMPARE(settings.status(), QSettings::NoError);
+        QVERIFY(settings.value("window_geometry").toByteArray().size() > 0);
+    }
+
+    void abortedRunShowsTheSimulatorsErrorLine_data()
+    {
+        QTest::addColumn<QByteArray>("model");
+        QTest::addColumn<bool>("portTaken");
+        QTest::addColumn<QString>("line");
+        QTest::newRow("model with an error")
+            << QByteArray("Simulation{ name = \"broken\"\n") << false << "'}' expected";
+        QTest::newRow("port taken by another run")
+            << QByteArray(pacedModel) << true << "cannot listen on 127.0.0.1 port ";
+    }
+
+    void abortedRunShowsTheSimulatorsErrorLine()
+    {
+        QFETCH(QByteArray, model);
+        QFETCH(bool, portTaken);
+        QFETCH(QString, line);
+        ModalAnswerer boxes;
+        const QString file = dir.filePath("aborted.lua");
+        QFile out(file);
+        QVERIFY(out.open(QIODevice::WriteOnly | QIODevice::Truncate));
+        out.write(model);
+        out.close();
+        const std::unique_ptr<StudioWindow> studio = readyStudio();
+        QVERIFY(studio);
+        studio->openModel(file);
+        // What another run's server does to this one: hold its port.
+        const quint16 port = portForAutomaticMonitoring();
+        QTcpServer other;
+        if (portTaken)
+            QVERIFY(other.listen(QHostAddress::LocalHost, port));
+        handleNextModal(
+            [port](QWidget *dialog) {
+                auto *preset = dialog->findChild<QCheckBox *>("autoMonitorChk");
+                preset->setChecked(false);
+                setText(dialog, "localPortLed", QString::number(port));
+                QSignalBlocker blocker(preset);
+                preset->setChecked(true);
+                dialog->findChild<QPushButton *>("okBtn")->click();
+            },
+            "KvcOptionsDlg");
+        action(*studio, "actionConfigure")->trigger();
+        QSignalSpy ended(studio.get(), &StudioWindow::executionEnded);
+        studio->runAction()->trigger();
+        QTRY_COMPARE_WITH_TIMEOUT(ended.count(), 1, 15000);
+        QCOMPARE(ended.at(0).at(0).value<Status>(), KvcActionManager::Aborted);
+        const QString error = studio->runErrorLine();
+        QVERIFY2(error.startsWith("kivo: error: ") && error.contains(line), qPrintable(error));
+        auto *label = studio->latestView()->findChild<QLabel *>("runErrorLbl");
+        QVERIFY(label && label->isVisible());
+        QVERIFY(label->text().contains(error));
+        const QString status = studio->statusBar()->currentMessage();
+        if (portTaken) {
+            const QString taken = QString("Port %1 is taken").arg(port);
+            QVERIFY2(label->text().contains(taken) && label->text().contains("Run options"),
+                qPrintable(label->text()));
+            QVERIFY2(status.contains(QString("port %1 is taken").arg(port)), qPrintable(status));
+        } else {
+            QVERIFY2(status.contains(error), qPrintable(status));
+        }
+        // The running tab could not be closed; the ended one can.
+        auto *tabs = studio->findChild<QTabWidget *>("tabs");
+        QCOMPARE(tabs->tabBar()->tabButton(0, QTabBar::RightSide), nullptr);
+        QCOMPARE(
+            tabs->tabBar()->tabButton(1, QTabBar::RightSide)->toolTip(), QString("Close this tab"));
+        QCOMPARE(boxes.count(), 0);
+    }
+
+    // The shortcuts fit a 1366x768 screen with room for a title bar and a
+    // panel and list every key; the main window works at 1024x700.
+    void shortcutsAreListedAndTheWindowFitsASmallScreen()
+    {
+        ModalAnswerer boxes;
+        const std::unique_ptr<StudioWindow> studio = readyStudio();
+        QVERIFY(studio);
+        studio->openModel(modelFile);
+        const QSize screen(1366, 768 - 70);
+        QVERIFY(studio->minimumSizeHint().boundedTo(QSize(1024, 700)) == studio->minimumSizeHint());
+
+        action(*studio, "actionShortcuts")->trigger();
+        auto *shortcuts = studio->findChild<QDialog *>("shortcutsDlg");
+        QVERIFY(shortcuts && shortcuts->isVisible());
+        QVERIFY(shortcuts->size().boundedTo(screen) == shortcuts->size());
+        auto *table = shortcuts->findChild<QTableWidget *>("shortcutsTbl");
+        QStringList keys;
+        for (int r = 0; r < table->rowCount(); ++r)
+            keys << table->item(r, 0)->text();
+        for (const char *key : {"F5", "Ctrl+O", "Ctrl+Shift+G", "Ctrl+Wheel", "Double-click, Home",
+                 "Click on a legend entry"})
+            QVERIFY2(keys.contains(key), key);
+        shortcuts->close();
         QCOMPARE(boxes.count(), 0);
     }
 
