@@ -12,6 +12,7 @@
 #include <QBoxLayout>
 #include <QChartView>
 #include <QCloseEvent>
+#include <QComboBox>
 #include <QDialog>
 #include <QDialogButtonBox>
 #include <QDir>
@@ -60,6 +61,8 @@ const char stateKey[] = "window_state";
 const char splittersGroup[] = "results_splitters";
 const char lastModelKey[] = "last_model";
 const char recentModelsKey[] = "recent_models";
+const char logLevelKey[] = "log_filter";
+const char logGraphicsKey[] = "logarithmic_graphics";
 // Tells a results view whose splitters have been given their remembered sizes.
 const char splittersRestored[] = "kvcSplittersRestored";
 
@@ -246,7 +249,9 @@ void StudioWindow::statusChanged(
             if (latestData.data() == shown)
                 nameRunTab();
         });
-        connect(shown, &KvcResultsData::simulationRuleDataAvailable, this, [this, shown] {
+        KvcResultsWidget *view = latestResultsView;
+        connect(shown, &KvcResultsData::simulationRuleDataAvailable, this, [this, shown, view] {
+            applyLogarithmicGraphics(view);
             if (latestData.data() == shown && tabs->currentWidget() == latestResultsView)
                 showGraphicsOf(shown);
         });
@@ -373,9 +378,45 @@ void StudioWindow::restoreSettings()
     // Values of a foreign type read as empty and are refused one by one.
     geometryRestored = restoreGeometry(settings.value(QLatin1String(geometryKey)).toByteArray());
     restoreState(settings.value(QLatin1String(stateKey)).toByteArray());
+    bool known = false;
+    const int level = settings.value(QLatin1String(logLevelKey)).toInt(&known);
+    if (known && level >= 0)
+        logFilter = level;
+    const QVariant logarithmic = settings.value(QLatin1String(logGraphicsKey));
+    if (logarithmic.canConvert<QStringList>()) {
+        const QStringList titles = logarithmic.toStringList();
+        logarithmicGraphics = QSet<QString>(titles.cbegin(), titles.cend());
+    }
     settings.beginGroup(QLatin1String(splittersGroup));
     for (const QString &name : settings.childKeys())
         splitterStates.insert(name, settings.value(name).toByteArray());
+}
+
+void StudioWindow::applyLogarithmicGraphics(KvcResultsWidget *view)
+{
+    if (!view)
+        return;
+    const QVector<KvcResultsData::GraphicsData *> &graphics = view->resultData()->graphics();
+    for (int g = 0; g < graphics.size(); ++g)
+        if (logarithmicGraphics.contains(graphics.at(g)->title))
+            view->setLogarithmic(g, true);
+}
+
+void StudioWindow::noteLogarithmicGraphics()
+{
+    // The choice of the views open now; graphics none of them has keep theirs.
+    for (int t = 0; t < tabs->count(); ++t) {
+        auto *view = qobject_cast<KvcResultsWidget *>(tabs->widget(t));
+        if (!view)
+            continue;
+        const QVector<KvcResultsData::GraphicsData *> &graphics = view->resultData()->graphics();
+        for (int g = 0; g < graphics.size(); ++g) {
+            if (view->isLogarithmic(g))
+                logarithmicGraphics.insert(graphics.at(g)->title);
+            else
+                logarithmicGraphics.remove(graphics.at(g)->title);
+        }
+    }
 }
 
 void StudioWindow::saveSettings()
@@ -399,6 +440,14 @@ void StudioWindow::saveSettings()
     settings.endGroup();
     if (!modelFile.isEmpty())
         settings.setValue(QLatin1String(lastModelKey), modelFile);
+    if (auto *view = qobject_cast<KvcResultsWidget *>(tabs->currentWidget()))
+        if (auto *levels = view->findChild<QComboBox *>(QStringLiteral("levelCmb")))
+            logFilter = levels->currentIndex();
+    settings.setValue(QLatin1String(logLevelKey), logFilter);
+    noteLogarithmicGraphics();
+    QStringList logarithmic = logarithmicGraphics.values();
+    logarithmic.sort();
+    settings.setValue(QLatin1String(logGraphicsKey), logarithmic);
 }
 
 QString StudioWindow::lastModel()
@@ -483,6 +532,14 @@ void StudioWindow::restoreSplitters(QWidget *view)
             splitter->restoreState(splitterStates.value(name));
         connect(splitter, &QSplitter::splitterMoved, this,
             [this, splitter, name] { splitterStates.insert(name, splitter->saveState()); });
+    }
+    applyLogarithmicGraphics(qobject_cast<KvcResultsWidget *>(view));
+    // The log shows what the user chose last to see.
+    if (auto *levels = view->findChild<QComboBox *>(QStringLiteral("levelCmb"))) {
+        if (logFilter < levels->count())
+            levels->setCurrentIndex(logFilter);
+        connect(levels, QOverload<int>::of(&QComboBox::currentIndexChanged), this,
+            [this](int index) { logFilter = qMax(0, index); });
     }
 }
 

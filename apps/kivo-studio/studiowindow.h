@@ -11,6 +11,7 @@
 #include <QHash>
 #include <QMainWindow>
 #include <QPointer>
+#include <QSet>
 #include <QSharedPointer>
 
 class QDialog;
@@ -100,6 +101,9 @@ private:
     void rememberModel(const QString &file);
     void fillRecentModels();
     void openRecentModel(const QString &file);
+    // Graphics shown on a logarithmic axis are remembered by title.
+    void applyLogarithmicGraphics(KvcResultsWidget *view);
+    void noteLogarithmicGraphics();
     void restoreSplitters(QWidget *view);
     void noteLogLine(int level, const QString &text);
     void showRunError();
@@ -133,4 +137,8 @@ private:
     QString outputTail;
     bool settingsUnreadable = false;
     bool geometryRestored = false;
+    // The log's level filter (the index of its choice) and the titles of
+    // graphics shown on a logarithmic axis, as last left.
+    int logFilter = 0;
+    QSet<QString> logarithmicGraphics;
 };

@@ -14,6 +14,7 @@
 
 #include <QChartView>
 #include <QCheckBox>
+#include <QComboBox>
 #include <QDockWidget>
 #include <QLabel>
 #include <QLineEdit>
@@ -448,6 +449,9 @@ private slots:
             sizes = {sizes.value(0) + sizes.value(1) - 150, 150};
             splitter->setSizes(sizes);
             sizes = splitter->sizes();
+            // The iteration error on a logarithmic axis, warnings and worse.
+            studio->latestView()->setLogarithmic(2, true);
+            studio->latestView()->findChild<QComboBox *>("levelCmb")->setCurrentIndex(3);
             QVERIFY(studio->runFiles()->saveRun(studio->latestView(), runFile));
             QVERIFY(studio->close());
         }
@@ -470,6 +474,8 @@ private slots:
         KvcResultsWidget *opened = again.runFiles()->openRun(runFile);
         QVERIFY(opened);
         QCOMPARE(opened->findChild<QSplitter *>("splitter_3")->sizes(), sizes);
+        QVERIFY(opened->isLogarithmic(2) && !opened->isLogarithmic(1));
+        QCOMPARE(opened->findChild<QComboBox *>("levelCmb")->currentIndex(), 3);
         QCOMPARE(boxes.count(), 0);
         again.close();
     }
