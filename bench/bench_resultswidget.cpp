@@ -38,7 +38,11 @@
 // chart, the three special charts beside it; the 50,000 samples a second
 // are shared among all values of a time step.
 //
-// Usage: bench_resultswidget [--noise] [--log lines/s] [--series N]
+// With --hover, the mouse moves over the large chart all along (a move every
+// 5 ms, sweeping the plot), so that its read-out of the nearest samples is
+// looked up and shown; that counts towards the frame.
+//
+// Usage: bench_resultswidget [--noise] [--log lines/s] [--series N] [--hover]
 //                            [seconds per level] [history lengths...]
 //        (default: 3 s, 10000 100000 1000000)
 
@@ -55,6 +59,7 @@
 #include <QApplication>
 #include <QElapsedTimer>
 #include <QMap>
+#include <QMouseEvent>
 #include <QRandomGenerator>
 #include <QTimer>
 #include <QtCharts/QChartView>
@@ -327,6 +332,7 @@ int main(int argc, char **argv)
 
     QStringList args = app.arguments().mid(1);
     const bool noise = args.removeAll(QStringLiteral("--noise")) > 0;
+    const bool hover = args.removeAll(QStringLiteral("--hover")) > 0;
     double logLinesPerSecond = 0.0;
     const int logAt = args.indexOf(QStringLiteral("--log"));
     if (logAt >= 0 && logAt + 1 < args.size()) {
@@ -421,6 +427,19 @@ int main(int argc, char **argv)
         });
     }
 
+    QTimer hoverTimer;
+    QChartView *large = view.findChild<QChartView *>(QStringLiteral("ulChart"));
+    int hoverStep = 0;
+    QObject::connect(&hoverTimer, &QTimer::timeout, [&] {
+        const QRect area = large->viewport()->rect();
+        const QPoint at(
+            area.left() + 60 + (hoverStep++ * 7) % qMax(1, area.width() - 120), area.center().y());
+        QMouseEvent move(QEvent::MouseMove, at, Qt::NoButton, Qt::NoButton, Qt::NoModifier);
+        QApplication::sendEvent(large->viewport(), &move);
+    });
+    if (hover)
+        hoverTimer.start(5);
+
     QTimer feedTimer;
     feedTimer.setTimerType(Qt::PreciseTimer);
     feedTimer.setInterval(1);
@@ -445,7 +464,8 @@ int main(int argc, char **argv)
         }
     });
 
-    std::printf("%s values, %.0f log lines/s: ", noise ? "noisy" : "smooth", logLinesPerSecond);
+    std::printf("%s values, %.0f log lines/s%s: ", noise ? "noisy" : "smooth", logLinesPerSecond,
+        hover ? ", mouse moving over the large chart" : "");
     std::printf("results view, 4 charts, %.0f samples/s (%.0f time steps/s of %d samples), "
                 "%.1f s per level, window %dx%d, plot width of the large chart %d px\n",
         samplesPerSecond, stepsPerSecond(), valuesPerStep(), seconds, view.width(), view.height(),
