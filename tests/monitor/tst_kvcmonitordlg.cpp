@@ -1,3 +1,4 @@
+#include "formhelpers.h"
 #include "kvcmonitordlg.h"
 #include "kvcommclient.h"
 #include "kvcommserver.h"
@@ -8,7 +9,6 @@
 
 #include <QCheckBox>
 #include <QComboBox>
-#include <QFileDialog>
 #include <QInputDialog>
 #include <QLabel>
 #include <QLineEdit>
@@ -96,18 +96,27 @@ private:
             "QInputDialog");
     }
 
-    // Picks `file` in the next connection-file chooser.
-    static void chooseFile(const QString &file)
+    // Fills in an address and a port and starts connecting.
+    static void startAttempt(QDialog &dlg, const QString &host, quint16 portNumber)
     {
-        handleNextModal(
-            [=](QWidget *w) {
-                // selectFile() leaves a focused name field alone while the
-                // directory is still loading, so type the path instead.
-                auto *chooser = qobject_cast<QFileDialog *>(w);
-                chooser->findChild<QLineEdit *>("fileNameEdit")->setText(file);
-                static_cast<QDialog *>(chooser)->accept();
-            },
-            "QFileDialog");
+        address(dlg)->setEditText(host);
+        port(dlg)->setText(QString::number(portNumber));
+        click(dlg, "connectBtn");
+    }
+
+    // Back in (or still in) the editing state: both buttons usable, no progress shown.
+    static void checkEditing(QDialog &dlg)
+    {
+        QVERIFY(dlg.findChild<QPushButton *>("connectBtn")->isEnabled());
+        QVERIFY(dlg.findChild<QPushButton *>("cancelBtn")->isEnabled());
+        QVERIFY(!dlg.findChild<QLabel *>("connectingLbl")->isVisible());
+    }
+
+    static void checkError(const ModalAnswerer &answerer)
+    {
+        QCOMPARE(answerer.last().icon, QMessageBox::Critical);
+        QCOMPARE(answerer.last().title, QString("Error..."));
+        QVERIFY(answerer.last().hasParent);
     }
 
 private slots:
@@ -136,7 +145,7 @@ private slots:
         QFile::remove(settings.fileName());
     }
 
-    void startsInTheEditingState()
+    void startsInTheEditingStateWithItsFormInOrder()
     {
         ModalAnswerer answerer;
         KvcMonitorDlg dlg(group, dir.path(), 5);
@@ -158,11 +167,8 @@ private slots:
         QVERIFY(!connectBtn->autoDefault());
         dlg.reject();
         QCOMPARE(dlg.result(), int(QDialog::Rejected));
-    }
 
-    void addressListOffersThisMachine()
-    {
-        KvcMonitorDlg dlg(group, dir.path(), 5);
+        // The address list offers this machine once, by name, without IPv6 addresses.
         const QStringList items = itemTexts(address(dlg));
         QCOMPARE(items.value(0), QString("localhost"));
         QCOMPARE(address(dlg)->currentText(), QString("localhost"));
@@ -171,21 +177,9 @@ private slots:
             QVERIFY2(!item.contains(':'), qPrintable(item)); // no IPv6 addresses
         QVERIFY(address(dlg)->isEditable());
         QCOMPARE(items.count("localhost"), 1);
-    }
-
-    void tabOrderFollowsTheForm()
-    {
-        KvcMonitorDlg dlg(group, dir.path(), 5);
         const QStringList expected {"serversCmb", "addServerBtn", "removeServerBtn", "addressCmb",
             "portLed", "openLed", "timeoutLed", "showInfoChk", "connectBtn", "cancelBtn"};
-        QStringList chain;
-        QWidget *w = dlg.findChild<QWidget *>(expected.first());
-        for (int i = 0; w && i < 100 && chain.size() < expected.size(); ++i) {
-            if (expected.contains(w->objectName()) && !chain.contains(w->objectName()))
-                chain << w->objectName();
-            w = w->nextInFocusChain();
-        }
-        QCOMPARE(chain, expected);
+        QCOMPARE(focusChain(dlg, expected), expected);
     }
 
     void loadingSavedServers_data()
@@ -441,7 +435,7 @@ private slots:
         servers(dlg)->setCurrentIndex(1);
         const QStringList before = itemTexts(address(dlg));
 
-        chooseFile(file);
+        chooseInNextChooser(file);
         click(dlg, "openLed");
 
         QCOMPARE(timeout(dlg)->text(), QString("7"));
@@ -453,8 +447,7 @@ private slots:
             QCOMPARE(servers(dlg)->currentIndex(), 0);
         } else {
             QCOMPARE(answerer.count(), 1);
-            QCOMPARE(answerer.last().icon, QMessageBox::Critical);
-            QCOMPARE(answerer.last().title, QString("Error..."));
+            checkError(answerer);
             QVERIFY2(answerer.last().text.startsWith(error), qPrintable(answerer.last().text));
             QCOMPARE(itemTexts(address(dlg)), before);
             QCOMPARE(port(dlg)->text(), QString("6174"));
@@ -465,22 +458,12 @@ private slots:
     void connectionFileChooser()
     {
         KvcMonitorDlg dlg(group, dir.path(), 5);
-        QString title;
-        QString startDir;
-        QStringList filters;
-        handleNextModal(
-            [&](QWidget *w) {
-                auto *chooser = qobject_cast<QFileDialog *>(w);
-                title = chooser->windowTitle();
-                startDir = chooser->directory().absolutePath();
-                filters = chooser->nameFilters();
-                chooser->reject();
-            },
-            "QFileDialog");
+        SeenChooser seen;
+        cancelNextChooser(seen);
         click(dlg, "openLed");
-        QCOMPARE(title, QString("Open connection file"));
-        QCOMPARE(startDir, QDir(dir.path()).absolutePath());
-        QCOMPARE(filters, (QStringList {"Text files (*.txt)", "All files (*.*)"}));
+        QCOMPARE(seen.title, QString("Open connection file"));
+        QCOMPARE(seen.dir, QDir(dir.path()).absolutePath());
+        QCOMPARE(seen.filters, (QStringList {"Text files (*.txt)", "All files (*.*)"}));
         QCOMPARE(address(dlg)->currentText(), QString("localhost")); // cancel changes nothing
     }
 
@@ -536,16 +519,12 @@ private slots:
         QSignalSpy connected(&dlg, &KvcMonitorDlg::connected);
         click(dlg, qPrintable(button));
         QCOMPARE(answerer.count(), 1);
-        QCOMPARE(answerer.last().icon, QMessageBox::Critical);
-        QCOMPARE(answerer.last().title, QString("Error..."));
+        checkError(answerer);
         QCOMPARE(answerer.last().text,
             QString(button == "addServerBtn" ? "Invalid connection parameters!"
                                              : "Invalid connection or timeout parameters!"));
         QCOMPARE(answerer.last().buttons, QMessageBox::StandardButtons(QMessageBox::Ok));
-        QVERIFY(answerer.last().hasParent);
-        QVERIFY(dlg.findChild<QPushButton *>("connectBtn")->isEnabled());
-        QVERIFY(dlg.findChild<QPushButton *>("cancelBtn")->isEnabled());
-        QVERIFY(!dlg.findChild<QLabel *>("connectingLbl")->isVisible());
+        checkEditing(dlg);
         QVERIFY(dlg.isVisible());
         QCOMPARE(connected.count(), 0);
         QCOMPARE(servers(dlg)->count(), 1);
@@ -581,9 +560,7 @@ private slots:
         connect(&dlg, &KvcMonitorDlg::connected, this,
             [&adopted](KvCommClient *client) { adopted.reset(client); });
         dlg.show();
-        address(dlg)->setEditText(" 127.0.0.1 ");
-        port(dlg)->setText(QString::number(server.serverPort()));
-        click(dlg, "connectBtn");
+        startAttempt(dlg, " 127.0.0.1 ", server.serverPort());
 
         // Connecting: nothing ends the dialog but the attempt's outcome.
         QVERIFY(!dlg.findChild<QPushButton *>("connectBtn")->isEnabled());
@@ -613,9 +590,7 @@ private slots:
         KvcMonitorDlg dlg(group, dir.path(), 1);
         QSignalSpy connected(&dlg, &KvcMonitorDlg::connected);
         dlg.show();
-        address(dlg)->setEditText("127.0.0.1");
-        port(dlg)->setText(QString::number(silent.serverPort()));
-        click(dlg, "connectBtn");
+        startAttempt(dlg, "127.0.0.1", silent.serverPort());
 
         QTest::keyClick(&dlg, Qt::Key_Escape);
         QVERIFY(dlg.isVisible());
@@ -625,14 +600,10 @@ private slots:
         QVERIFY(dlg.isVisible());
 
         QTRY_COMPARE_WITH_TIMEOUT(answerer.count(), 1, 10000);
-        QCOMPARE(answerer.last().icon, QMessageBox::Critical);
-        QCOMPARE(answerer.last().title, QString("Error..."));
+        checkError(answerer);
         QVERIFY2(answerer.last().text.contains(QString::number(silent.serverPort())),
             qPrintable(answerer.last().text));
-        QVERIFY(answerer.last().hasParent);
-        QVERIFY(dlg.findChild<QPushButton *>("connectBtn")->isEnabled());
-        QVERIFY(dlg.findChild<QPushButton *>("cancelBtn")->isEnabled());
-        QVERIFY(!dlg.findChild<QLabel *>("connectingLbl")->isVisible());
+        checkEditing(dlg);
         QCOMPARE(connected.count(), 0);
 
         // Back in the editing state: Escape now rejects.
@@ -659,17 +630,14 @@ private slots:
         connect(&dlg, &KvcMonitorDlg::connected, this,
             [&adopted](KvCommClient *client) { adopted.reset(client); });
         dlg.show();
-        address(dlg)->setEditText("127.0.0.1");
-        port(dlg)->setText(QString::number(closedPort));
-        click(dlg, "connectBtn");
+        startAttempt(dlg, "127.0.0.1", closedPort);
         QTRY_COMPARE_WITH_TIMEOUT(answerer.count(), 1, 10000);
         QVERIFY2(answerer.last().text.contains(QString::number(closedPort)),
             qPrintable(answerer.last().text));
         QVERIFY(dlg.isVisible());
-        QVERIFY(dlg.findChild<QPushButton *>("connectBtn")->isEnabled());
+        checkEditing(dlg);
 
-        port(dlg)->setText(QString::number(server.serverPort()));
-        click(dlg, "connectBtn");
+        startAttempt(dlg, "127.0.0.1", server.serverPort());
         QTRY_VERIFY_WITH_TIMEOUT(adopted != nullptr, 10000);
         QCOMPARE(adopted->port(), server.serverPort());
         QCOMPARE(dlg.result(), int(QDialog::Accepted));
@@ -684,9 +652,7 @@ private slots:
         {
             KvcMonitorDlg dlg(group, dir.path(), 1);
             dlg.show();
-            address(dlg)->setEditText("127.0.0.1");
-            port(dlg)->setText(QString::number(silent.serverPort()));
-            click(dlg, "connectBtn");
+            startAttempt(dlg, "127.0.0.1", silent.serverPort());
             QVERIFY(!dlg.findChild<QPushButton *>("cancelBtn")->isEnabled());
         }
         // The pending client went with the dialog: no box comes from it later.

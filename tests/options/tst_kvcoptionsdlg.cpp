@@ -35,23 +35,6 @@ private slots:
         QCOMPARE(logo->maximumSize(), QSize(100, 100));
     }
 
-    void cancelLeavesTheRecordAsItWas()
-    {
-        KvcOptions options;
-        options.enableAutoMonitorOptions();
-        const QStringList before = options.toParamList(true);
-        KvcOptionsDlg dlg(&options, QString());
-        dlg.show();
-        dlg.findChild<QCheckBox *>("autoMonitorChk")->setChecked(false);
-        dlg.findChild<QLineEdit *>("localPortLed")->setText("7000");
-        dlg.findChild<QLineEdit *>("configFileLed")->setText("other.lua");
-        dlg.findChild<QPushButton *>("cancelBtn")->click();
-        QCOMPARE(dlg.result(), int(QDialog::Rejected));
-        QVERIFY(!dlg.isVisible());
-        QCOMPARE(options.toParamList(true), before);
-        QVERIFY(options.autoMonitor);
-    }
-
     // Whatever the form refuses, the dialog says in a box and stays open
     // with the entries as they were.
     void refusedEntriesKeepTheDialogOpen()
@@ -81,10 +64,19 @@ private slots:
         dlg.reject();
     }
 
-    void okStoresValidEntries()
+    void okStoresValidEntriesCancelKeepsTheRecord_data()
     {
+        QTest::addColumn<bool>("ok");
+        QTest::newRow("ok") << true;
+        QTest::newRow("cancel") << false;
+    }
+
+    void okStoresValidEntriesCancelKeepsTheRecord()
+    {
+        QFETCH(bool, ok);
         KvcOptions options;
         options.enableAutoMonitorOptions();
+        const QStringList before = options.toParamList(true);
         KvcOptionsDlg dlg(&options, QString());
         dlg.show();
         dlg.findChild<QCheckBox *>("autoMonitorChk")->setChecked(false);
@@ -92,13 +84,13 @@ private slots:
         dlg.findChild<QCheckBox *>("monitorChk")->setChecked(true);
         dlg.findChild<QLineEdit *>("userParamsLed")->setText(" n=4 ");
         ModalAnswerer answerer;
-        dlg.findChild<QPushButton *>("okBtn")->click();
+        dlg.findChild<QPushButton *>(ok ? "okBtn" : "cancelBtn")->click();
         QCOMPARE(answerer.count(), 0);
-        QCOMPARE(dlg.result(), int(QDialog::Accepted));
+        QCOMPARE(dlg.result(), int(ok ? QDialog::Accepted : QDialog::Rejected));
         QVERIFY(!dlg.isVisible());
-        QCOMPARE(options.toParamList(true),
-            (QStringList {"-u", "n=4", "-monitor", "-wait", "2000", "-noserver"}));
-        QVERIFY(!options.autoMonitor);
+        const QStringList stored {"-u", "n=4", "-monitor", "-wait", "2000", "-noserver"};
+        QCOMPARE(options.toParamList(true), ok ? stored : before);
+        QCOMPARE(options.autoMonitor, !ok);
     }
 
     void escapeRejectsARunningDialog()

@@ -1,3 +1,4 @@
+#include "formhelpers.h"
 #include "kvcoptions.h"
 #include "kvcoptionswidget.h"
 #include "modalanswerer.h"
@@ -36,8 +37,6 @@ const QStringList monitorFields {"monitorChk", "nomonitorChk", "localChk", "loca
 
 QLineEdit *led(QWidget &w, const char *name) { return w.findChild<QLineEdit *>(name); }
 QCheckBox *chk(QWidget &w, const char *name) { return w.findChild<QCheckBox *>(name); }
-QLineEdit *led(QWidget &w, const QByteArray &name) { return led(w, name.constData()); }
-QCheckBox *chk(QWidget &w, const QByteArray &name) { return chk(w, name.constData()); }
 
 } // namespace
 
@@ -257,7 +256,8 @@ private slots:
     {
         QFETCH(QString, field);
         QFETCH(QString, param);
-        const QByteArray name = field.toLatin1();
+        const QByteArray latin = field.toLatin1();
+        const char *name = latin.constData();
         KvcOptions options;
         KvcOptionsWidget form(&options, QString());
         const bool isText = led(form, name) != nullptr;
@@ -276,7 +276,7 @@ private slots:
             QVERIFY(chk(again, name)->isChecked());
     }
 
-    void tabOrderFollowsTheForm()
+    void tabOrderAndTooltipsFollowTheForm()
     {
         KvcOptions options;
         KvcOptionsWidget form(&options, QString());
@@ -286,20 +286,8 @@ private slots:
             "nomonitorChk", "localChk", "localPortLed", "connectFileLed", "connectFileBrowseBtn",
             "waitLed", "quietChk", "verboseChk", "memoryChk", "nomemoryChk", "timeChk", "notimeChk",
             "serverChk", "noserverChk", "noconsoleChk", "regressionChk"};
-        QStringList chain;
-        QWidget *w = form.findChild<QWidget *>(expected.first());
-        for (int i = 0; w && i < 200 && chain.size() < expected.size(); ++i) {
-            if (expected.contains(w->objectName()) && !chain.contains(w->objectName()))
-                chain << w->objectName();
-            w = w->nextInFocusChain();
-        }
-        QCOMPARE(chain, expected);
-    }
-
-    void tooltipsSitOnLabelsAndBoxes()
-    {
-        KvcOptions options;
-        KvcOptionsWidget form(&options, QString());
+        QCOMPARE(focusChain(form, expected), expected);
+        // Tooltips sit on the labels and the boxes.
         QCOMPARE(form.findChild<QWidget *>("label_9")->toolTip(),
             QString("<html><head/><body><p>Model loading waits at most timeout msec for a "
                     "client connection before starting (0 = forever).</p></body></html>"));
@@ -344,25 +332,13 @@ private slots:
         QTemporaryDir base;
         KvcOptions options;
         KvcOptionsWidget form(&options, base.path());
-        QString seenTitle;
-        QString seenDir;
-        int seenMode = -1;
-        QWidget *seenParent = nullptr;
-        handleNextModal(
-            [&](QWidget *w) {
-                auto *chooser = qobject_cast<QFileDialog *>(w);
-                seenTitle = chooser->windowTitle();
-                seenDir = chooser->directory().absolutePath();
-                seenMode = chooser->acceptMode();
-                seenParent = chooser->parentWidget();
-                chooser->reject();
-            },
-            "QFileDialog");
+        SeenChooser seen;
+        cancelNextChooser(seen);
         form.findChild<QToolButton *>(button)->click();
-        QCOMPARE(seenTitle, title);
-        QCOMPARE(seenDir, QDir(base.path()).absolutePath());
-        QCOMPARE(seenMode, mode);
-        QCOMPARE(seenParent, &form);
+        QCOMPARE(seen.title, title);
+        QCOMPARE(seen.dir, QDir(base.path()).absolutePath());
+        QCOMPARE(seen.mode, mode);
+        QCOMPARE(seen.parent, &form);
         QVERIFY(form.findChild<QLineEdit *>(edit)->text().isEmpty());
     }
 
@@ -373,29 +349,15 @@ private slots:
         const QString chosen = base.path() + "/sub/dir";
         KvcOptions options;
         KvcOptionsWidget form(&options, base.path());
-        handleNextModal(
-            [&](QWidget *w) {
-                // Typed rather than selectFile(), which leaves a focused name
-                // field alone while the directory is still loading.
-                auto *chooser = qobject_cast<QFileDialog *>(w);
-                chooser->findChild<QLineEdit *>("fileNameEdit")->setText(chosen);
-                static_cast<QDialog *>(chooser)->accept();
-            },
-            "QFileDialog");
+        chooseInNextChooser(chosen);
         form.findChild<QToolButton *>("outputBrowseBtn")->click();
         QCOMPARE(led(form, "outputLed")->text(), QDir::toNativeSeparators(chosen));
 
         // The next chooser starts where the field points.
-        QString seenDir;
-        handleNextModal(
-            [&](QWidget *w) {
-                auto *chooser = qobject_cast<QFileDialog *>(w);
-                seenDir = chooser->directory().absolutePath();
-                chooser->reject();
-            },
-            "QFileDialog");
+        SeenChooser seen;
+        cancelNextChooser(seen);
         form.findChild<QToolButton *>("outputBrowseBtn")->click();
-        QCOMPARE(seenDir, chosen);
+        QCOMPARE(seen.dir, chosen);
         QCOMPARE(led(form, "outputLed")->text(), QDir::toNativeSeparators(chosen));
     }
 };

@@ -79,12 +79,10 @@ public:
     }
     void samples(const QVector<Sample> &batch, qint64 ms) override
     {
-        {
-            if (events.isEmpty() || events.last() != QLatin1String("samples"))
-                events << QStringLiteral("samples");
-            batches << batch;
-            elapsed << ms;
-        }
+        if (events.isEmpty() || events.last() != QLatin1String("samples"))
+            events << QStringLiteral("samples");
+        batches << batch;
+        elapsed << ms;
         if (onBatch)
             onBatch(*this);
     }
