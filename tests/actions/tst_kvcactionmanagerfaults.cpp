@@ -119,13 +119,10 @@ class KvcActionManagerFaultsTest : public QObject
     Q_OBJECT
 
 private:
-    // After a fault: the monitor action connects to a healthy server, which
-    // reports its status, and the disconnect action ends that connection.
-    void monitorsAHealthyServerAgain(Host &host)
+    // Connected to a healthy server since status `before`: it reports its
+    // status, and the disconnect action ends that connection.
+    static void monitorsThenDisconnects(Host &host, int before)
     {
-        HealthyServer healthy;
-        const int before = host.statuses.size();
-        host.connectThroughDialog(healthy.port());
         QVERIFY(host.manager.isRemote());
         QCOMPARE(host.names(before), QStringList {"Running"});
         QCOMPARE(host.enabled(), QString("-ct--sd"));
@@ -133,6 +130,15 @@ private:
         QTRY_VERIFY(!host.manager.isRemote());
         QCOMPARE(host.names(before, true), QStringList({"Running", "Disconnected (null)"}));
         QCOMPARE(host.enabled(), QString("----m--"));
+    }
+
+    // After a fault: the monitor action connects to a healthy server again.
+    void monitorsAHealthyServerAgain(Host &host)
+    {
+        HealthyServer healthy;
+        const int before = host.statuses.size();
+        host.connectThroughDialog(healthy.port());
+        monitorsThenDisconnects(host, before);
     }
 
     // After a fault: a plain local run of the fast model runs to its end.
@@ -498,13 +504,7 @@ private slots:
         QVERIFY(boxes.last().hasParent);
         QCOMPARE(enabledMeanwhile, QString("----m--"));
         // The failed attempt reached the manager not at all; the second did.
-        QVERIFY(host.manager.isRemote());
-        QCOMPARE(host.names(0), QStringList {"Running"});
-        QCOMPARE(host.enabled(), QString("-ct--sd"));
-        host.disconnect.trigger();
-        QTRY_VERIFY(!host.manager.isRemote());
-        QCOMPARE(host.names(1, true), QStringList {"Disconnected (null)"});
-        QCOMPARE(host.enabled(), QString("----m--"));
+        monitorsThenDisconnects(host, 0);
     }
 };
 
