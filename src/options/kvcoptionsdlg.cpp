@@ -19,7 +19,8 @@ KvcOptionsDlg::KvcOptionsDlg(KvcOptions *options, QString baseDir)
 
 // Sixteen rows of options and the logo asked for more height than a
 // 1366x768 screen has, the buttons off-screen: tighter spacing and, where
-// that is still too tall, the explanation as the logo's tooltip.
+// that is still too tall, the explanation as the logo's tooltip, then neither
+// logo nor explanation but the explanation as the form's tooltip.
 void KvcOptionsDlg::compactLayout()
 {
     for (QLayout *layout : findChildren<QLayout *>()) {
@@ -32,6 +33,12 @@ void KvcOptionsDlg::compactLayout()
     if (sizeHint().height() > room) {
         label_6->setToolTip(label_7->text());
         label_7->hide();
+    }
+    // Still too tall: the logo's row goes too; the explanation stays as the
+    // form's tooltip.
+    if (sizeHint().height() > room) {
+        optionsWidget->setToolTip(label_7->text());
+        label_6->hide();
     }
 }
 
