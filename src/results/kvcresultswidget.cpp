@@ -400,14 +400,19 @@ void KvcResultsWidget::showRecord(const KvcRunView &view)
     scheduleFrame();
 }
 
+QChartView *KvcResultsWidget::settledView(int chart)
+{
+    // The picture of the data as it is now, not one still being painted.
+    flushFrame();
+    charts[chart]->layer()->waitForPicture();
+    return views[chart];
+}
+
 QImage KvcResultsWidget::chartImage(int chart)
 {
     if (chart < 0 || chart >= ChartCount)
         return QImage();
-    QChartView *view = views[chart];
-    // The picture of the data as it is now, not one still being painted.
-    flushFrame();
-    charts[chart]->layer()->waitForPicture();
+    QChartView *view = settledView(chart);
     const qreal ratio = view->devicePixelRatioF();
     QImage image(view->size() * ratio, QImage::Format_ARGB32_Premultiplied);
     image.setDevicePixelRatio(ratio);
@@ -417,42 +422,42 @@ QImage KvcResultsWidget::chartImage(int chart)
     return image;
 }
 
+bool KvcResultsWidget::writeChartFile(int chart, const QString &fileName, QString *error,
+    const std::function<bool(QSaveFile &)> &write)
+{
+    QString reason;
+    if (chart < 0 || chart >= ChartCount) {
+        reason = tr("There is no chart %1.").arg(chart);
+    } else {
+        QSaveFile file(fileName);
+        if (file.open(QIODevice::WriteOnly) && write(file) && file.commit())
+            return true;
+        reason
+            = tr("Cannot write %1: %2").arg(QDir::toNativeSeparators(fileName), file.errorString());
+    }
+    if (error)
+        *error = reason;
+    return false;
+}
+
 bool KvcResultsWidget::saveChartImage(int chart, const QString &fileName, QString *error)
 {
-    const auto failed = [error](const QString &reason) {
-        if (error)
-            *error = reason;
-        return false;
-    };
-    if (chart < 0 || chart >= ChartCount)
-        return failed(tr("There is no chart %1.").arg(chart));
-    QSaveFile file(fileName);
-    if (!file.open(QIODevice::WriteOnly))
-        return failed(
-            tr("Cannot write %1: %2").arg(QDir::toNativeSeparators(fileName), file.errorString()));
-    bool written = false;
-    if (fileName.endsWith(QLatin1String(".svg"), Qt::CaseInsensitive)) {
-        QChartView *view = views[chart];
-        flushFrame();
-        charts[chart]->layer()->waitForPicture();
+    if (!fileName.endsWith(QLatin1String(".svg"), Qt::CaseInsensitive))
+        return writeChartFile(chart, fileName, error,
+            [this, chart](QSaveFile &file) { return chartImage(chart).save(&file, "PNG"); });
+    return writeChartFile(chart, fileName, error, [this, chart](QSaveFile &file) {
+        QChartView *view = settledView(chart);
         QSvgGenerator svg;
         svg.setOutputDevice(&file);
         svg.setSize(view->size());
         svg.setViewBox(view->rect());
         svg.setTitle(charts[chart]->chart()->title());
         QPainter painter;
-        written = painter.begin(&svg);
-        if (written) {
-            view->render(&painter);
-            written = painter.end();
-        }
-    } else {
-        written = chartImage(chart).save(&file, "PNG");
-    }
-    if (!written || !file.commit())
-        return failed(
-            tr("Cannot write %1: %2").arg(QDir::toNativeSeparators(fileName), file.errorString()));
-    return true;
+        if (!painter.begin(&svg))
+            return false;
+        view->render(&painter);
+        return painter.end();
+    });
 }
 
 QByteArray KvcResultsWidget::chartData(int chart) const
@@ -468,19 +473,8 @@ QByteArray KvcResultsWidget::chartData(int chart) const
 
 bool KvcResultsWidget::exportChartData(int chart, const QString &fileName, QString *error)
 {
-    const auto failed = [error](const QString &reason) {
-        if (error)
-            *error = reason;
-        return false;
-    };
-    if (chart < 0 || chart >= ChartCount)
-        return failed(tr("There is no chart %1.").arg(chart));
-    QSaveFile file(fileName);
-    if (!file.open(QIODevice::WriteOnly) || !charts[chart]->writeCsv(*m_resultData, &file)
-        || !file.commit())
-        return failed(
-            tr("Cannot write %1: %2").arg(QDir::toNativeSeparators(fileName), file.errorString()));
-    return true;
+    return writeChartFile(chart, fileName, error,
+        [this, chart](QSaveFile &file) { return charts[chart]->writeCsv(*m_resultData, &file); });
 }
 
 bool KvcResultsWidget::isChartHeld(int chart) const

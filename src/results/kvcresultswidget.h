@@ -12,12 +12,14 @@
 #include <QWidget>
 
 #include <array>
+#include <functional>
 #include <memory>
 
 class KvcChartData;
 class KvcFrameScheduler;
 class KvcRunProgress;
 class QDropEvent;
+class QSaveFile;
 class QTimer;
 
 /// Shows one execution: a header (name, status, times), four line charts of
@@ -161,6 +163,10 @@ private:
     void scheduleFrame();
     void flushFrame();
     void showChartMenu(int chart, const QPoint &globalPos);
+    QtCharts::QChartView *settledView(int chart);
+    // Writes a file of chart `chart` through QSaveFile with `write`.
+    bool writeChartFile(int chart, const QString &fileName, QString *error,
+        const std::function<bool(QSaveFile &)> &write);
     void updatePlannedEnd();
 
     KvcActionManager *actMgr = nullptr;

@@ -66,6 +66,28 @@ History history(const QString &shape, int n)
     return h;
 }
 
+// Columns as text, so that a comparison shows where they differ.
+QStringList describe(const QVector<KvcPlotColumns::Column> &columns,
+    const KvcPlotColumns::Point &before, const KvcPlotColumns::Point &after)
+{
+    QStringList lines {
+        QStringLiteral("before %1 %2 %3").arg(before.valid).arg(before.x).arg(before.y),
+        QStringLiteral("after %1 %2 %3").arg(after.valid).arg(after.x).arg(after.y)};
+    for (int c = 0; c < columns.size(); ++c) {
+        const KvcPlotColumns::Column &column = columns[c];
+        if (column.count > 0)
+            lines << QStringLiteral("%1: %2 from %3,%4 to %5,%6 %7")
+                         .arg(c)
+                         .arg(column.count)
+                         .arg(column.firstX)
+                         .arg(column.first)
+                         .arg(column.lastX)
+                         .arg(column.last)
+                         .arg(text(column.extent));
+    }
+    return lines;
+}
+
 // The columns of a plain scan: every sample folded into its column.
 QStringList scanColumns(const History &h, const KvcPlotColumns &grid)
 {
@@ -89,47 +111,12 @@ QStringList scanColumns(const History &h, const KvcPlotColumns &grid)
             column.extent.add(h.ys[i]);
         }
     }
-    QStringList lines {
-        QStringLiteral("before %1 %2 %3").arg(before.valid).arg(before.x).arg(before.y),
-        QStringLiteral("after %1 %2 %3").arg(after.valid).arg(after.x).arg(after.y)};
-    for (int c = 0; c < columns.size(); ++c) {
-        const KvcPlotColumns::Column &column = columns[c];
-        if (column.count > 0)
-            lines << QStringLiteral("%1: %2 from %3,%4 to %5,%6 %7")
-                         .arg(c)
-                         .arg(column.count)
-                         .arg(column.firstX)
-                         .arg(column.first)
-                         .arg(column.lastX)
-                         .arg(column.last)
-                         .arg(text(column.extent));
-    }
-    return lines;
+    return describe(columns, before, after);
 }
 
 QStringList laidOut(const KvcPlotColumns &grid)
 {
-    QStringList lines {QStringLiteral("before %1 %2 %3")
-                           .arg(grid.before().valid)
-                           .arg(grid.before().x)
-                           .arg(grid.before().y),
-        QStringLiteral("after %1 %2 %3")
-            .arg(grid.after().valid)
-            .arg(grid.after().x)
-            .arg(grid.after().y)};
-    for (int c = 0; c < grid.columnCount(); ++c) {
-        const KvcPlotColumns::Column &column = grid.columns().at(c);
-        if (column.count > 0)
-            lines << QStringLiteral("%1: %2 from %3,%4 to %5,%6 %7")
-                         .arg(c)
-                         .arg(column.count)
-                         .arg(column.firstX)
-                         .arg(column.first)
-                         .arg(column.lastX)
-                         .arg(column.last)
-                         .arg(text(column.extent));
-    }
-    return lines;
+    return describe(grid.columns(), grid.before(), grid.after());
 }
 
 } // namespace
